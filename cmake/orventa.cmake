@@ -1,0 +1,83 @@
+# The house's own build functions: which platform, which warnings, and one static
+# library and one test program a folder, with sources listed by name.
+
+option(ORVENTA_TESTS "Build the tests" OFF)
+option(ORVENTA_BENCH "Build the benchmarks" OFF)
+option(ORVENTA_FUZZ "Build the fuzz targets (Clang only)" OFF)
+set(ORVENTA_SANITIZE "" CACHE STRING "Sanitizers, as in -fsanitize=")
+
+if(WIN32)
+  set(ORVENTA_PLATFORM win)
+else()
+  set(ORVENTA_PLATFORM linux)
+endif()
+
+find_program(ORVENTA_CCACHE ccache)
+if(ORVENTA_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${ORVENTA_CCACHE})
+endif()
+
+find_package(Threads REQUIRED)
+
+add_library(orventa_flags INTERFACE)
+target_compile_options(orventa_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Werror -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+  -Wundef -Wextra-semi -Wcast-qual -Wformat=2 -Wimplicit-fallthrough)
+target_include_directories(orventa_flags INTERFACE ${PROJECT_SOURCE_DIR}
+  ${PROJECT_SOURCE_DIR}/engine/src)
+target_compile_definitions(orventa_flags INTERFACE ORVENTA_VERSION="${PROJECT_VERSION}")
+target_link_libraries(orventa_flags INTERFACE Threads::Threads)
+if(ORVENTA_PLATFORM STREQUAL win)
+  target_compile_definitions(orventa_flags INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
+    _WIN32_WINNT=0x0A00 WINVER=0x0A00)
+  target_link_options(orventa_flags INTERFACE -static -static-libgcc -static-libstdc++)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  target_compile_options(orventa_flags INTERFACE -Wthread-safety)
+endif()
+if(ORVENTA_SANITIZE)
+  target_compile_options(orventa_flags INTERFACE -fsanitize=${ORVENTA_SANITIZE}
+    -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(orventa_flags INTERFACE -fsanitize=${ORVENTA_SANITIZE})
+endif()
+
+# orventa_library(name [SOURCES portable...] [WIN ...] [LINUX ...] [LIBS ...]
+#                 [WIN_LIBS ...] [LINUX_LIBS ...])
+function(orventa_library name)
+  cmake_parse_arguments(A "" "" "SOURCES;WIN;LINUX;LIBS;WIN_LIBS;LINUX_LIBS" ${ARGN})
+  if(ORVENTA_PLATFORM STREQUAL win)
+    set(sources ${A_SOURCES} ${A_WIN})
+    set(libs ${A_LIBS} ${A_WIN_LIBS})
+  else()
+    set(sources ${A_SOURCES} ${A_LINUX})
+    set(libs ${A_LIBS} ${A_LINUX_LIBS})
+  endif()
+  if(sources)
+    add_library(${name} STATIC ${sources})
+    target_link_libraries(${name} PUBLIC orventa_flags ${libs})
+  else()
+    add_library(${name} INTERFACE)
+    target_link_libraries(${name} INTERFACE orventa_flags ${libs})
+  endif()
+endfunction()
+
+# orventa_test(name [SOURCES portable...] [WIN ...] [LINUX ...] LIBS ...)
+# One program a folder; a ctest test of the same name, under Wine for Windows.
+function(orventa_test name)
+  cmake_parse_arguments(A "" "" "SOURCES;WIN;LINUX;LIBS" ${ARGN})
+  if(ORVENTA_PLATFORM STREQUAL win)
+    set(sources ${A_SOURCES} ${A_WIN})
+  else()
+    set(sources ${A_SOURCES} ${A_LINUX})
+  endif()
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE ${A_LIBS} GTest::gtest_main)
+  if(ORVENTA_PLATFORM STREQUAL win)
+    add_test(NAME ${name} COMMAND ${PROJECT_SOURCE_DIR}/scripts/wine-run $<TARGET_FILE:${name}>
+      --gtest_output=xml:${CMAKE_BINARY_DIR}/results/${name}.xml)
+  else()
+    add_test(NAME ${name} COMMAND ${name}
+      --gtest_output=xml:${CMAKE_BINARY_DIR}/results/${name}.xml)
+  endif()
+  set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+endfunction()

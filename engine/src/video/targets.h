@@ -1,0 +1,45 @@
+// What the engine asks about the desktop: which target to capture, and how its
+// window stands. Engine thread; a platform's implementation is also asked by
+// control calls and does its own locking.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "base/status.h"
+#include "video/capture.h"
+
+namespace orventa {
+
+struct FoundTarget {
+  CaptureTarget target;
+  std::string name;         // the target's own name, "" for a display without one
+  std::string description;  // for people: title, or display name and size
+  std::string path;         // the program file; empty when unknown
+  size_t list_index = 0;    // place in the game list; a lower one wins
+  bool any_game = false;    // chosen because it looks like a game
+  bool custom_settings = false;
+
+  bool IsWindow() const { return target.kind == CaptureTarget::Kind::Window; }
+};
+
+class ITargetFinder {
+ public:
+  virtual ~ITargetFinder() = default;
+  // NoTarget when nothing on the list is open. `current_window` is the window
+  // captured now, or 0: it keeps its claim while it is in the background.
+  virtual Status Find(uint64_t current_window, FoundTarget& out) = 0;
+};
+
+class IWindowWatch {
+ public:
+  virtual ~IWindowWatch() = default;
+  virtual bool IsHiddenOrMinimised(uint64_t window) = 0;
+  // Whether the window or its root owner is in the foreground.
+  virtual bool IsForeground(uint64_t window) = 0;
+  // Leaves `title` alone when the window has none. Reuses its memory.
+  virtual void ReadTitle(uint64_t window, std::string& title) = 0;
+};
+
+}  // namespace orventa

@@ -1,0 +1,47 @@
+// Where a file really goes, and what it is called. Any thread.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "base/clock.h"
+#include "base/files.h"
+#include "base/status.h"
+#include "settings/config.h"
+
+namespace orventa {
+
+// The folder of a kind when the user chose none.
+std::string DefaultOutputFolder(const KnownFolders& folders, OutputKind kind);
+
+struct OutputFolder {
+  std::string path;      // exists and can be written
+  std::string fallback;  // empty, or the text that says which folder could not be
+                         // written and what stands in
+};
+// The configured folder, the kind's default, or "Recordings" beside the program:
+// the first that can be written.
+Status ResolveOutputFolder(const Config& config, const KnownFolders& folders, IClock& clock,
+                           OutputKind kind, OutputFolder& out);
+
+// Expands %d %m %Y %y %H %M %S %% from local time; characters that no file name
+// may hold become "_".
+std::string ExpandPattern(std::string_view pattern, const LocalTime& time);
+
+struct OutputName {
+  OutputKind kind = OutputKind::Replay;
+  std::string_view extension;  // without the dot
+  int64_t wall_ms = 0;         // 0: now
+  std::string_view game;       // folder per game; empty: none
+};
+struct OutputPath {
+  std::string path;
+  std::string folder;    // the kind's folder, without the game's
+  std::string fallback;  // as OutputFolder::fallback
+};
+// Makes the folders that are needed and a path that no file has yet.
+Status ResolveOutputPath(const Config& config, const KnownFolders& folders, IClock& clock,
+                         const OutputName& name, OutputPath& out);
+
+}  // namespace orventa
