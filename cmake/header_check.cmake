@@ -1,0 +1,21 @@
+# Every header compiled alone, so that each stands on its own feet. Platform headers
+# of the other platform are left out. A target of the test builds.
+function(orventa_check_headers)
+  file(GLOB_RECURSE headers RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS
+    base/*.h engine/*.h settings/*.h service/*.h)
+  if(ORVENTA_PLATFORM STREQUAL win)
+    list(FILTER headers EXCLUDE REGEX "_linux/|/lavc/")
+  else()
+    list(FILTER headers EXCLUDE REGEX "_win/|/nvenc/|/amf/|/mf/")
+  endif()
+  set(sources)
+  foreach(header IN LISTS headers)
+    string(REPLACE "/" "_" name ${header})
+    set(source ${CMAKE_BINARY_DIR}/header_check/${name}.cpp)
+    file(CONFIGURE OUTPUT ${source} CONTENT "#include \"${header}\"\n#include \"${header}\"\n")
+    list(APPEND sources ${source})
+  endforeach()
+  add_library(header_check OBJECT ${sources})
+  target_link_libraries(header_check PRIVATE orventa_service)
+  target_compile_options(header_check PRIVATE -O0)
+endfunction()

@@ -1,0 +1,194 @@
+"""A private desktop for demonstrations, end-to-end tests and benchmarks: an X server
+of its own, folders of its own, the demo game and the service. Nothing of the user's
+is touched. Every wait is for a condition, with a deadline that says what was missing.
+"""
+
+import contextlib
+import os
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+
+
+class Trouble(Exception):
+    """What did not happen in time, or a process that ended when it should not."""
+
+
+def wait_for(what, condition, seconds=20.0, step=0.05):
+    deadline = time.monotonic() + seconds
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() >= deadline:
+            raise Trouble(f"{what}: not within {seconds:g} s")
+        time.sleep(step)
+
+
+class Desktop:
+    def __init__(self, bin_folder, size="1280x720"):
+        self.bin = os.path.abspath(bin_folder)
+        self.size = size
+        self.folder = tempfile.mkdtemp(prefix="orventa-desktop-")
+        self.display = None
+        self._xvfb = None
+        self._processes = []
+        self.env = dict(os.environ)
+        self.env.pop("DISPLAY", None)
+        self.env.pop("DBUS_SESSION_BUS_ADDRESS", None)
+        for name, part in (("XDG_RUNTIME_DIR", "run"), ("XDG_CONFIG_HOME", "config"),
+                           ("XDG_DATA_HOME", "data"), ("HOME", "home")):
+            path = os.path.join(self.folder, part)
+            os.mkdir(path, 0o700)
+            self.env[name] = path
+        self.videos = os.path.join(self.env["HOME"], "Videos", "ORVENTA")
+        self.log_path = os.path.join(self.env["XDG_CONFIG_HOME"], "ORVENTA", "ORVENTA.log")
+
+    def __enter__(self):
+        try:
+            self.start_display()
+        except BaseException:
+            self.close()
+            raise
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def close(self):
+        for process in reversed(self._processes):
+            self.end(process)
+        if self._xvfb:
+            self.end(self._xvfb)
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def end(self, process, sig=signal.SIGTERM):
+        if process.poll() is None:
+            process.send_signal(sig)
+            try:
+                process.wait(10)
+            except subprocess.TimeoutExpired:
+                process.kill()
+                process.wait()
+
+    def start_display(self, number=None):
+        """Starts the X server; with a number, on that display again."""
+        read_end, write_end = os.pipe()
+        where = [f":{number}"] if number is not None else ["-displayfd", str(write_end)]
+        self._xvfb = subprocess.Popen(
+            ["Xvfb", *where, "-screen", "0", f"{self.size}x24", "-nolisten", "tcp", "-noreset",
+             "+extension", "Composite"],
+            pass_fds=[write_end], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        os.close(write_end)
+        if number is None:
+            with os.fdopen(read_end) as stream:
+                line = stream.readline().strip()
+            if not line:
+                raise Trouble("Xvfb did not start")
+            number = int(line)
+        else:
+            os.close(read_end)
+        self.display = number
+        self.env["DISPLAY"] = f":{number}"
+        wait_for("the X server", lambda: subprocess.run(
+            ["xdpyinfo"], env=self.env, stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL, check=False).returncode == 0)
+
+    def kill_display(self):
+        self.end(self._xvfb, signal.SIGKILL)
+
+    def start(self, program, *arguments, env=None, output=None):
+        process = subprocess.Popen(
+            [os.path.join(self.bin, program), *arguments], env={**self.env, **(env or {})},
+            stdout=output or subprocess.DEVNULL, stderr=output or subprocess.DEVNULL)
+        self._processes.append(process)
+        return process
+
+    def start_game(self, *arguments, fps=60, title="ORVENTA demo game", size=None):
+        return self.start("orventa-demo-game", "--size", size or self.size, "--fps", str(fps),
+                          "--title", title, *arguments)
+
+    def start_service(self, *arguments, settings=None, env=None):
+        sets = []
+        for key, value in (settings or {}).items():
+            sets += ["--set", f"{key}={value}"]
+        self.service_output = os.path.join(self.folder, "service.out")
+        with open(self.service_output, "ab") as output:
+            service = self.start("orventa", *sets, *arguments, env=env, output=output)
+        self.service = service
+        wait_for("the control channel", lambda: self._alive(service) and self.stats(quiet=True))
+        return service
+
+    def _alive(self, process):
+        if process.poll() is not None:
+            raise Trouble(f"the service ended with {process.returncode}: {self.output()}")
+        return True
+
+    def output(self):
+        with contextlib.suppress(OSError), open(self.service_output, errors="replace") as file:
+            return file.read()[-2000:]
+        return ""
+
+    def ctl(self, *arguments, quiet=False):
+        done = subprocess.run([os.path.join(self.bin, "orventactl"), *arguments], env=self.env,
+                              capture_output=True, text=True, timeout=30, check=False)
+        if done.returncode == 2 and quiet:
+            return ""
+        if done.returncode != 0:
+            raise Trouble(f"orventactl {' '.join(arguments)}: {done.stderr or done.stdout}")
+        return done.stdout
+
+    def stats(self, quiet=False):
+        lines = self.ctl("STATS", quiet=quiet).splitlines()
+        return dict(line.split("=", 1) for line in lines if "=" in line)
+
+    def wait_stats(self, what, condition, seconds=30.0):
+        def met():
+            self._alive(self.service)
+            stats = self.stats()
+            return stats if condition(stats) else None
+        try:
+            return wait_for(what, met, seconds, step=0.1)
+        except Trouble as trouble:
+            raise Trouble(f"{trouble}; stats: {self.stats()}; log: {self.log()[-1500:]}") from None
+
+    def log(self):
+        with contextlib.suppress(OSError), open(self.log_path, errors="replace") as file:
+            return file.read()
+        return ""
+
+    def saved_paths(self):
+        return [line.split("  save: ", 1)[1] for line in self.log().splitlines()
+                if "  save: " in line]
+
+    def save(self, verb="SAVE", seconds=30.0):
+        """Saves and returns the new file's path, or raises with what the log says."""
+        before = len(self.saved_paths())
+        failures = self.log().count("save failed: ")
+        self.ctl(verb)
+
+        def done():
+            if self.log().count("save failed: ") > failures:
+                raise Trouble("the save failed: " + self.log()[-600:])
+            paths = self.saved_paths()
+            return paths[before] if len(paths) > before else None
+        return wait_for("the save", done, seconds)
+
+    def stop_service(self):
+        self.ctl("EXIT")
+        try:
+            code = self.service.wait(40)
+        except subprocess.TimeoutExpired:
+            raise Trouble("the service did not end after EXIT") from None
+        if code != 0:
+            raise Trouble(f"the service ended with {code}: {self.output()}")
+
+
+def record(desktop, seconds):
+    """Waits until the history holds more than `seconds` of picture."""
+    desktop.wait_stats("capture", lambda s: s.get("capturing") == "1", 30)
+    return desktop.wait_stats(
+        f"{seconds} s of history", lambda s: float(s["buffered_seconds"]) > seconds,
+        seconds * 3 + 30)

@@ -1,0 +1,58 @@
+"""The Windows program under Wine, as a whole: ORVENTA.exe starts, runs its pass, serves
+its pipes to orventactl.exe, says that there is no encoder, and ends cleanly.
+
+usage: wine.py --bin FOLDER
+"""
+
+import argparse
+import os
+import subprocess
+import sys
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+WINE_RUN = os.path.join(HERE, "..", "..", "scripts", "wine-run")
+
+
+def ctl(folder, *arguments):
+    return subprocess.run([WINE_RUN, os.path.join(folder, "orventactl.exe"), *arguments],
+                          capture_output=True, text=True, timeout=120, check=False)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--bin", required=True)
+    folder = os.path.abspath(parser.parse_args().bin)
+
+    assert ctl(folder, "STATS").returncode == 2, "no service yet"
+    service = subprocess.Popen([WINE_RUN, os.path.join(folder, "ORVENTA.exe"), "--autostart"],
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        deadline = time.monotonic() + 90
+        while (answer := ctl(folder, "STATS")).returncode == 2 and time.monotonic() < deadline:
+            assert service.poll() is None, f"the service ended with {service.returncode}"
+            time.sleep(0.5)
+        assert answer.returncode == 0, answer
+        lines = dict(line.split("=", 1) for line in answer.stdout.splitlines() if "=" in line)
+        assert lines["running"] == "1" and lines["no_encoder"] == "1", lines
+        assert lines["capturing"] == "0", lines
+
+        answer = ctl(folder, "SAVE")
+        assert answer.returncode == 1 and "no video encoder to record with" in (
+            answer.stdout + answer.stderr), answer
+        assert ctl(folder, "NO_SUCH_VERB").returncode == 1
+        second = subprocess.run([WINE_RUN, os.path.join(folder, "ORVENTA.exe"), "--autostart"],
+                                timeout=60, check=False)
+        assert second.returncode == 0, "a second instance goes quietly"
+        assert ctl(folder, "HELLO").stdout.startswith("protocol=1"), "the first serves on"
+
+        assert ctl(folder, "EXIT").returncode == 0
+        assert service.wait(60) == 0, service.returncode
+    finally:
+        if service.poll() is None:
+            service.kill()
+    print("wine: 1 passed, 0 failed")
+
+
+if __name__ == "__main__":
+    sys.exit(main())
