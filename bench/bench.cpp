@@ -20,8 +20,7 @@ Register::Register(const char* group, Measure measure) {
 }
 
 double Seconds() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
-      .count();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 double Median(std::vector<double> values) {

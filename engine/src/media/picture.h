@@ -26,7 +26,7 @@ class Picture {
   Picture& operator=(const Picture&) = delete;
 
   PixelFormat format() const { return format_; }
-  uint32_t width() const { return width_; }    // pixels
+  uint32_t width() const { return width_; }  // pixels
   uint32_t height() const { return height_; }
 
   // The picture as one whose bytes lie in memory; null for any other.
