@@ -22,9 +22,9 @@ inline constexpr uint64_t kNsPerMs = 1'000'000;
 // A wall time in the user's zone, as file names and the log show it.
 struct LocalTime {
   int year = 1970;
-  int month = 1;   // 1 to 12
-  int day = 1;     // 1 to 31
-  int hour = 0;    // 0 to 23
+  int month = 1;  // 1 to 12
+  int day = 1;    // 1 to 31
+  int hour = 0;   // 0 to 23
   int minute = 0;
   int second = 0;
   int millisecond = 0;
@@ -54,9 +54,9 @@ class IThread {
 };
 
 enum class ThreadPriority {
-  Background,   // saves, repairs: must never cost the game a frame
+  Background,  // saves, repairs: must never cost the game a frame
   Normal,
-  FrameClock,   // the engine's own thread and the encoder worker
+  FrameClock,  // the engine's own thread and the encoder worker
 };
 
 class IClock {
@@ -87,5 +87,8 @@ class IClock {
   // While the returned object lives, sleeps are exact to about a millisecond.
   virtual std::unique_ptr<void, void (*)(void*)> RaiseTimerResolution() = 0;
 };
+
+// The machine's own clock, by whichever platform this is built for.
+std::unique_ptr<IClock> MakeSystemClock();
 
 }  // namespace orventa

@@ -18,8 +18,8 @@ namespace orventa {
 
 enum class FileError {
   None,
-  NotFound,    // no such file or folder
-  InUse,       // another process holds it in a way that forbids this
+  NotFound,  // no such file or folder
+  InUse,     // another process holds it in a way that forbids this
   DriveFull,
   Exists,
   Other,
@@ -103,6 +103,9 @@ FileResult ListFiles(std::string_view folder, std::vector<std::string>& names);
 std::optional<uint64_t> FreeSpace(std::string_view path);
 // A stamp that changes when the file is written. None when absent.
 std::optional<uint64_t> LastWriteStamp(std::string_view path);
+// FileError::InUse while another OutputFile, of this process or any other, has the
+// file open. The answer is a snapshot.
+FileResult CheckNotInUse(std::string_view path);
 // Keeps a file out of the user's sight where the system knows such a mark.
 void HideFile(std::string_view path);
 
@@ -118,7 +121,7 @@ struct KnownFolders {
   std::string videos;      // the user's own, without a folder of ours
   std::string pictures;
   std::string temp;
-  std::string program;     // where the executable lies
+  std::string program;  // where the executable lies
 };
 KnownFolders FindKnownFolders();
 

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "base/clock.h"
+#include "base/printf_format.h"
 
 namespace orventa {
 
@@ -20,8 +21,8 @@ void CloseLog();
 
 // printf-style; cut at 1024 bytes with the prefix. Plain English, lower case, no
 // full stop.
-[[gnu::format(gnu_printf, 1, 2)]] void LogInfo(const char* format, ...);
-[[gnu::format(gnu_printf, 1, 2)]] void LogWarning(const char* format, ...);
-[[gnu::format(gnu_printf, 1, 2)]] void LogError(const char* format, ...);
+ORVENTA_PRINTF(1, 2) void LogInfo(const char* format, ...);
+ORVENTA_PRINTF(1, 2) void LogWarning(const char* format, ...);
+ORVENTA_PRINTF(1, 2) void LogError(const char* format, ...);
 
 }  // namespace orventa

@@ -27,22 +27,22 @@ struct MessageRecord {
 };
 
 struct Message {
-  uint32_t id = 0;     // the owner of the loop numbers its messages
+  uint32_t id = 0;  // the owner of the loop numbers its messages
   uint64_t value = 0;
   std::unique_ptr<MessageRecord> record;
 };
 
 // What the desktop says to the service.
 enum class SystemEvent {
-  Suspending,          // the machine is about to sleep
+  Suspending,  // the machine is about to sleep
   Resumed,
   DisplaysChanged,
   ThemeChanged,
-  VolumeArrived,       // a drive was plugged in
-  TrayRebuilt,         // the notification area was started again
-  CloseRequested,      // end the service in the ordinary way
-  SessionEnding,       // the user signs out or the machine goes down: the handler
-                       // returns when the process may be killed
+  VolumeArrived,   // a drive was plugged in
+  TrayRebuilt,     // the notification area was started again
+  CloseRequested,  // end the service in the ordinary way
+  SessionEnding,   // the user signs out or the machine goes down: the handler
+                   // returns when the process may be killed
 };
 
 class IMessageHandler {

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/printf_format.h"
+
 namespace orventa {
 
 // Spaces, tabs and line ends.
@@ -21,7 +23,7 @@ std::vector<std::string_view> Split(std::string_view text, char separator);
 // The whole text as a decimal number, or nothing.
 std::optional<uint64_t> ParseUnsigned(std::string_view text);
 
-[[gnu::format(gnu_printf, 1, 2)]] std::string Format(const char* format, ...);
+ORVENTA_PRINTF(1, 2) std::string Format(const char* format, ...);
 
 // Malformed sequences and lone surrogates become U+FFFD.
 std::u16string Utf8ToUtf16(std::string_view text);
