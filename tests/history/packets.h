@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -14,11 +15,14 @@ namespace orventa {
 
 inline constexpr uint64_t kSecond = 1'000'000'000;
 
-// Every byte follows from the packet's time and the byte's place.
+// The packet's time at the front, and one byte that follows from it behind.
 inline Payload PatternPayload(uint64_t pts, size_t size) {
   Payload payload = Payload::Allocate(size);
-  uint8_t value = static_cast<uint8_t>(pts / 1'000'003);
-  for (uint8_t& byte : payload.mutable_bytes()) byte = value = static_cast<uint8_t>(value + 7);
+  const std::span<uint8_t> bytes = payload.mutable_bytes();
+  std::fill(bytes.begin(), bytes.end(), static_cast<uint8_t>(pts / 1'000'003));
+  for (size_t i = 0; i < std::min<size_t>(size, 8); ++i) {
+    bytes[i] = static_cast<uint8_t>(pts >> (i * 8));
+  }
   return payload;
 }
 

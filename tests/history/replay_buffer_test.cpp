@@ -84,8 +84,8 @@ TEST(ReplayBuffer, CutsTheSnapshotAtAKeyframeInside) {
     uint64_t first;
   };
   // The newest packet is at 19.75 s.
-  for (const Case& c : {Case{100, 10}, Case{10, 10}, Case{9, 11}, Case{5, 15}, Case{1, 19},
-                        Case{0, 19}}) {
+  for (const Case& c :
+       {Case{100, 10}, Case{10, 10}, Case{9, 11}, Case{5, 15}, Case{1, 19}, Case{0, 19}}) {
     std::vector<BufferedPacket> packets;
     ASSERT_TRUE(history->Snapshot(c.seconds, packets, PayloadAccess::Now));
     EXPECT_EQ(packets.front().pts, c.first * kSecond) << c.seconds;
@@ -102,10 +102,10 @@ TEST(ReplayBuffer, SnapshotRangeStartsInTheCoveringGroup) {
   struct Case {
     uint64_t from, to, first, last;  // quarters of a second; last 0: nothing
   };
-  for (const Case& c : {Case{42, 48, 40, 47}, Case{0, 41, 40, 40}, Case{0, 40, 0, 0},
-                        Case{44, 44, 0, 0}, Case{45, 44, 0, 0}, Case{60, 85, 80, 84},
-                        Case{60, 80, 0, 0}, Case{51, 81, 48, 80}, Case{86, 999, 84, 87},
-                        Case{88, 999, 0, 0}}) {
+  for (const Case& c :
+       {Case{42, 48, 40, 47}, Case{0, 41, 40, 40}, Case{0, 40, 0, 0}, Case{44, 44, 0, 0},
+        Case{45, 44, 0, 0}, Case{60, 85, 80, 84}, Case{60, 80, 0, 0}, Case{51, 81, 48, 80},
+        Case{86, 999, 84, 87}, Case{88, 999, 0, 0}}) {
     std::vector<BufferedPacket> packets;
     const bool found = history->SnapshotRange(c.from * q, c.to * q, packets, PayloadAccess::Now);
     EXPECT_EQ(found, c.last != 0) << c.from << " to " << c.to;
