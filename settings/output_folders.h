@@ -12,8 +12,7 @@
 
 namespace orventa {
 
-// The folder of a kind when the user chose none; empty when the system names no
-// folder for it.
+// The folder of a kind when the user chose none.
 std::string DefaultOutputFolder(const KnownFolders& folders, OutputKind kind);
 
 struct OutputFolder {
@@ -22,18 +21,13 @@ struct OutputFolder {
                          // written and what stands in
 };
 // The configured folder, the kind's default, or "Recordings" beside the program:
-// the first that can be written. When none can, the code tells why the first of
-// them could not.
+// the first that can be written.
 Status ResolveOutputFolder(const Config& config, const KnownFolders& folders, IClock& clock,
                            OutputKind kind, OutputFolder& out);
 
-// Expands %d %m %Y %y %H %M %S %% from local time and leaves other uses of % alone;
-// characters that no file name may hold become "_".
+// Expands %d %m %Y %y %H %M %S %% from local time; characters that no file name
+// may hold become "_".
 std::string ExpandPattern(std::string_view pattern, const LocalTime& time);
-
-// A game's name as one that every system takes for a folder; empty when nothing
-// usable is in it.
-std::string SafeFolderName(std::string_view name);
 
 struct OutputName {
   OutputKind kind = OutputKind::Replay;
@@ -46,9 +40,7 @@ struct OutputPath {
   std::string folder;    // the kind's folder, without the game's
   std::string fallback;  // as OutputFolder::fallback
 };
-// Makes the folders that are needed and a path that no file has yet: a name that is
-// taken gets " (2)", " (3)" and so on. A game's folder that cannot be written is
-// done without.
+// Makes the folders that are needed and a path that no file has yet.
 Status ResolveOutputPath(const Config& config, const KnownFolders& folders, IClock& clock,
                          const OutputName& name, OutputPath& out);
 
