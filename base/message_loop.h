@@ -3,13 +3,14 @@
 //
 // Promises:
 //  1. Handlers run on the thread inside Run, one at a time, never nested, except
-//     that a system event may arrive while a menu's own loop is open.
+//     inside a handler that has opened a menu or a dialog, whose own loop serves.
 //  2. Messages posted from one thread are handled in the order of posting.
 //  3. What was written before Post is visible to the handler of that message.
 //  4. Post, Quit and Close may be called from any thread, and never block.
 //  5. A message still waiting when Run returns is destroyed, unhandled, with the
 //     loop; Post after that returns false and the caller still owns nothing.
 //  6. A timer that falls due several times while a handler runs is handled once.
+//     Neither messages nor timers keep the other from being served.
 //  7. A timer set again starts its period anew; a cleared one does not fire, even
 //     when it was due already.
 //  8. Posted messages and timers go on being served while a menu or a dialog of

@@ -12,7 +12,8 @@
 
 namespace orventa {
 
-// The folder of a kind when the user chose none.
+// The folder of a kind when the user chose none; empty when the system names no
+// folder for it.
 std::string DefaultOutputFolder(const KnownFolders& folders, OutputKind kind);
 
 struct OutputFolder {
@@ -21,13 +22,18 @@ struct OutputFolder {
                          // written and what stands in
 };
 // The configured folder, the kind's default, or "Recordings" beside the program:
-// the first that can be written.
+// the first that can be written. When none can, the code tells why the first of
+// them could not.
 Status ResolveOutputFolder(const Config& config, const KnownFolders& folders, IClock& clock,
                            OutputKind kind, OutputFolder& out);
 
-// Expands %d %m %Y %y %H %M %S %% from local time; characters that no file name
-// may hold become "_".
+// Expands %d %m %Y %y %H %M %S %% from local time and leaves other uses of % alone;
+// characters that no file name may hold become "_".
 std::string ExpandPattern(std::string_view pattern, const LocalTime& time);
+
+// A game's name as one that every system takes for a folder; empty when nothing
+// usable is in it.
+std::string SafeFolderName(std::string_view name);
 
 struct OutputName {
   OutputKind kind = OutputKind::Replay;
@@ -40,7 +46,9 @@ struct OutputPath {
   std::string folder;    // the kind's folder, without the game's
   std::string fallback;  // as OutputFolder::fallback
 };
-// Makes the folders that are needed and a path that no file has yet.
+// Makes the folders that are needed and a path that no file has yet: a name that is
+// taken gets " (2)", " (3)" and so on. A game's folder that cannot be written is
+// done without.
 Status ResolveOutputPath(const Config& config, const KnownFolders& folders, IClock& clock,
                          const OutputName& name, OutputPath& out);
 

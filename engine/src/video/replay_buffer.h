@@ -5,20 +5,27 @@
 // progress keeps the history alive.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
+#include <memory_resource>
 #include <string>
 #include <vector>
 
+#include "base/mutex.h"
 #include "media/packet.h"
+#include "video/payload_files.h"
 
 namespace orventa {
 
+class DeferredPayloads;
+
 struct ReplayBufferOptions {
-  uint32_t seconds = 300;   // time window; 0 counts as 1
-  uint64_t max_bytes = 0;   // byte budget; 0: worked out from 50,000 kbps
-  bool elastic = false;     // the budget was worked out, not set by the user
-  std::string directory;    // payload folder, UTF-8; empty: memory
+  uint32_t seconds = 300;  // time window; 0 counts as 1
+  uint64_t max_bytes = 0;  // byte budget; 0: worked out from 50,000 kbps
+  bool elastic = false;    // the budget was worked out, not set by the user
+  std::string directory;   // payload folder, UTF-8; empty: memory
   std::string file_prefix = "orventa-buffer-";
 
   bool operator==(const ReplayBufferOptions&) const = default;
@@ -33,9 +40,9 @@ struct ReplayBufferStats {
   uint32_t packets = 0;
   uint32_t groups = 0;
   uint32_t groups_evicted = 0;
-  uint32_t packets_refused = 0;
+  uint32_t packets_refused = 0;  // came while a keyframe was awaited
   bool on_disk = false;
-  uint32_t disk_failures = 0;
+  uint32_t disk_failures = 0;  // writes and reads
   uint64_t span_ns = 0;
 };
 
@@ -46,33 +53,96 @@ enum class PayloadAccess {
 
 class ReplayBuffer : public std::enable_shared_from_this<ReplayBuffer> {
  public:
+  // A payload folder that cannot be made leaves the history in memory.
   static std::shared_ptr<ReplayBuffer> Create(const ReplayBufferOptions& options);
-  ~ReplayBuffer();
+  ~ReplayBuffer() = default;
   ReplayBuffer(const ReplayBuffer&) = delete;
   ReplayBuffer& operator=(const ReplayBuffer&) = delete;
 
-  // Takes a packet; the payload is shared, never copied, by a history in memory.
+  // Takes a packet. A history in memory shares the payload, never copies it; one on
+  // disk writes it before this returns.
   void Append(EncodedPacket packet);
   // True when a noticeable part of the history was lost.
   bool Reconfigure(const ReplayBufferOptions& options);
   void Clear();
-  // Once `hold_ns` of footage exists after `pts`, everything before `pts` goes.
+  // Once `hold_ns` of footage exists after `pts`, everything before `pts` goes. What
+  // comes next must begin with a keyframe.
   void HoldFor(uint64_t pts, uint64_t hold_ns);
   // Whether a trim was waiting; it no longer is.
   bool TakeTrimPending();
   // The newest `seconds`, from a keyframe on and never longer than asked for
-  // (unless a single group is). False when empty.
+  // (unless a single group is). False when there is nothing. A payload that cannot
+  // be read now ends the snapshot before it.
   bool Snapshot(uint32_t seconds, std::vector<BufferedPacket>& out, PayloadAccess access);
   // Packets from the group that covers `from_pts` up to before `to_pts`.
   bool SnapshotRange(uint64_t from_pts, uint64_t to_pts, std::vector<BufferedPacket>& out,
                      PayloadAccess access);
   ReplayBufferStats Stats() const;
+  // For DeferredPayloads: it reads no more.
+  void ReleaseSnapshot(uint32_t failed_reads);
 
  private:
+  // Small, since an hour holds hundreds of thousands. A packet is a keyframe if and
+  // only if it is the first of its group.
+  struct HeldPacket {
+    Payload payload;  // none while it lies on disk
+    uint64_t pts = 0;
+    uint64_t dts = 0;
+    uint64_t offset = 0;  // in the group's payload file
+    uint64_t size = 0;
+  };
+  struct KeyframeGroup {
+    uint64_t start_pts = 0;
+    uint64_t end_pts = 0;  // greatest pts
+    uint64_t bytes = 0;
+    uint64_t segment = 0;  // payload file, while on disk
+    size_t packets = 0;
+  };
+  // A run of packets to copy out: `first` is the first packet of `group`.
+  struct Range {
+    size_t group = 0;
+    size_t first = 0;
+    uint64_t to_pts = 0;
+  };
+
   explicit ReplayBuffer(const ReplayBufferOptions& options);
 
-  class Impl;
-  std::unique_ptr<Impl> impl_;
+  void Configure(const ReplayBufferOptions& options) ORVENTA_REQUIRES(mutex_);
+  bool WriteOut(HeldPacket& packet, bool keyframe, uint64_t& segment) ORVENTA_REQUIRES(mutex_);
+  void Evict() ORVENTA_REQUIRES(mutex_);
+  void TrimHeld() ORVENTA_REQUIRES(mutex_);
+  void DropOldestGroup() ORVENTA_REQUIRES(mutex_);
+  void DropNewestGroup() ORVENTA_REQUIRES(mutex_);
+  void DropAll() ORVENTA_REQUIRES(mutex_);
+  uint64_t SpanLocked() const ORVENTA_REQUIRES(mutex_);
+  bool FindNewest(uint32_t seconds, Range& range) const ORVENTA_REQUIRES(mutex_);
+  bool FindRange(uint64_t from_pts, uint64_t to_pts, Range& range) const ORVENTA_REQUIRES(mutex_);
+  // `deferred` must outlive the lock: it takes it when it goes.
+  void CopyOut(const Range& range, std::vector<BufferedPacket>& out,
+               std::shared_ptr<DeferredPayloads>& deferred) ORVENTA_REQUIRES(mutex_);
+  bool Finish(std::vector<BufferedPacket>& out, std::shared_ptr<DeferredPayloads> deferred,
+              PayloadAccess access);
+
+  mutable Mutex mutex_;
+  ReplayBufferOptions options_ ORVENTA_GUARDED_BY(mutex_);
+  uint64_t window_ns_ ORVENTA_GUARDED_BY(mutex_) = 0;
+  uint64_t budget_bytes_ ORVENTA_GUARDED_BY(mutex_) = 0;
+  // A larger budget for the time after an elastic one shrank; 0: none.
+  uint64_t temp_budget_bytes_ ORVENTA_GUARDED_BY(mutex_) = 0;
+  uint64_t temp_budget_until_pts_ ORVENTA_GUARDED_BY(mutex_) = 0;
+  // Hands blocks that the queues let go of at the front out again at the back.
+  std::pmr::unsynchronized_pool_resource blocks_ ORVENTA_GUARDED_BY(mutex_);
+  std::pmr::deque<KeyframeGroup> groups_ ORVENTA_GUARDED_BY(mutex_){&blocks_};
+  std::pmr::deque<HeldPacket> packets_ ORVENTA_GUARDED_BY(mutex_){&blocks_};  // of all groups
+  uint64_t total_bytes_ ORVENTA_GUARDED_BY(mutex_) = 0;
+  uint32_t groups_evicted_ ORVENTA_GUARDED_BY(mutex_) = 0;
+  uint32_t packets_refused_ ORVENTA_GUARDED_BY(mutex_) = 0;
+  uint32_t disk_failures_ ORVENTA_GUARDED_BY(mutex_) = 0;
+  bool wait_for_keyframe_ ORVENTA_GUARDED_BY(mutex_) = false;
+  bool trim_pending_ ORVENTA_GUARDED_BY(mutex_) = false;
+  uint64_t trim_from_pts_ ORVENTA_GUARDED_BY(mutex_) = 0;
+  uint64_t trim_hold_ns_ ORVENTA_GUARDED_BY(mutex_) = 0;
+  PayloadFiles files_ ORVENTA_GUARDED_BY(mutex_);
 };
 
 }  // namespace orventa
