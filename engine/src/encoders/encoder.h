@@ -125,6 +125,9 @@ class IEncoderBackend {
   virtual ~IEncoderBackend() = default;
 
   virtual std::string_view Name() const = 0;
+  // Why the backend's own library could not be loaded; empty when it could be, or
+  // when there is nothing to load.
+  virtual std::string LoadMessage() const { return {}; }
   // Quick: whether this backend can be tried on the device at all.
   virtual bool Supports(const GraphicsDevice& device) = 0;
   // Ok with no codecs means "encodes nothing here". May take hundreds of milliseconds.

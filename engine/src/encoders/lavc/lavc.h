@@ -1,0 +1,19 @@
+// Video encoding through libavcodec, the encoders of Linux: NVENC and VA-API
+// where the machine has them, and software that runs everywhere. All of them take
+// pictures in memory (`MemoryPicture`, NV12 or P010).
+//   lavc_backend.cpp  what there is on this machine
+//   lavc_options.cpp  our settings in each library's own words
+//   lavc_encoder.cpp  one encoder at work
+//   bitstream.cpp     the little that is changed in headers and packets
+//   planes.cpp        separate chroma planes, for libraries that want them
+#pragma once
+
+#include "encoders/encoder.h"
+
+namespace orventa {
+
+// "NVENC", "VA-API", "Software", in this order. The first call also takes over
+// libavcodec's log; make it before other threads run.
+BackendList LavcBackends();
+
+}  // namespace orventa

@@ -1,0 +1,322 @@
+#include "encoders/lavc/lavc_options.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <thread>
+
+#include "base/log.h"
+#include "base/text.h"
+
+namespace orventa {
+namespace {
+
+constexpr uint32_t kMaxSide = 16384;
+constexpr uint32_t kMaxQp = 51;
+
+using Presets = std::vector<EncoderPreset>;
+
+Presets Named(Codec codec, std::initializer_list<std::pair<const char*, const char*>> rows) {
+  Presets presets;
+  for (const auto& [name, description] : rows) presets.push_back({codec, name, description});
+  return presets;
+}
+
+Presets WordPresets(Codec codec) {
+  return Named(codec, {{"ultrafast", "least work for the processor"},
+                       {"superfast", "little work, better compression"},
+                       {"veryfast", "for processors with cores to spare"},
+                       {"faster", "more work, little better"},
+                       {"fast", "more work still"},
+                       {"medium", "rarely fast enough beside a game"}});
+}
+
+Presets NumberPresets() {
+  return Named(Codec::Av1, {{"12", "least work for the processor"},
+                            {"11", "little work, better compression"},
+                            {"10", "for processors with cores to spare"},
+                            {"9", "more work, little better"},
+                            {"8", "rarely fast enough beside a game"}});
+}
+
+Presets NvencPresets(Codec codec) {
+  return Named(codec, {{"p1", "fastest"},
+                       {"p2", "faster"},
+                       {"p3", "fast"},
+                       {"p4", "medium"},
+                       {"p5", "slow, good quality"},
+                       {"p6", "slower, better quality"},
+                       {"p7", "slowest, best quality"}});
+}
+
+// The fastest software presets are the default: they run on the processor that
+// the game needs.
+std::string DefaultPreset(LavcKind kind, Codec codec) {
+  switch (kind) {
+    case LavcKind::Nvenc: return "p4";
+    case LavcKind::VaApi: return {};
+    case LavcKind::Software: return codec == Codec::Av1 ? "12" : "ultrafast";
+  }
+  return {};
+}
+
+// Half of the processors, and a frame of delay for each of x264's threads but one.
+int SoftwareThreads() {
+  const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
+  return static_cast<int>(std::clamp((processors + 1) / 2, 1U, 3U));
+}
+
+int KeyframeDistance(const EncoderSettings& settings) {
+  const uint64_t frames = uint64_t{settings.keyframe_seconds} * settings.fps_num / settings.fps_den;
+  return static_cast<int>(std::clamp<uint64_t>(frames, 1, 100'000));
+}
+
+std::string X265Mastering(const MasteringMetadata& mastering) {
+  const auto part = [&](size_t index) {
+    return static_cast<unsigned>(std::lround(mastering.chromaticity[index] * 50000.0F));
+  };
+  const auto nits = [](float value) {
+    return static_cast<unsigned long>(std::llround(double{value} * 10000.0));
+  };
+  return Format(
+      ":hdr10=1:master-display=G(%u,%u)B(%u,%u)R(%u,%u)WP(%u,%u)L(%lu,%lu)"
+      ":max-cll=%u,%u",
+      part(2), part(3), part(4), part(5), part(0), part(1), part(6), part(7),
+      nits(mastering.max_nits), nits(mastering.min_nits), unsigned{mastering.max_cll},
+      unsigned{mastering.max_fall});
+}
+
+std::string SvtMastering(const MasteringMetadata& mastering) {
+  const float* at = mastering.chromaticity;
+  const auto real = [](float value) { return double{value}; };
+  return Format(
+      ":mastering-display=G(%.5f,%.5f)B(%.5f,%.5f)R(%.5f,%.5f)WP(%.5f,%.5f)L(%.4f,%.4f)"
+      ":content-light=%u,%u",
+      real(at[2]), real(at[3]), real(at[4]), real(at[5]), real(at[0]), real(at[1]), real(at[6]),
+      real(at[7]), real(mastering.max_nits), real(mastering.min_nits), unsigned{mastering.max_cll},
+      unsigned{mastering.max_fall});
+}
+
+LavcOptionList X264Options(const EncoderSettings& settings) {
+  // Frames come at a fixed rate, and none may wait inside for a look at later ones.
+  std::string parameters = "force-cfr=1:rc-lookahead=0:sync-lookahead=0:mbtree=0:scenecut=0";
+  parameters += settings.low_latency ? ":sliced-threads=1" : ":sliced-threads=0";
+  return {{"preset", settings.preset},
+          {"profile", "high"},
+          {"forced-idr", "1"},
+          {"aq-mode", settings.adaptive_quantization ? "1" : "0"},
+          {"x264-params", parameters}};
+}
+
+LavcOptionList X265Options(const EncoderSettings& settings) {
+  const int distance = KeyframeDistance(settings);
+  std::string parameters = Format(
+      "log-level=none:info=0:rc-lookahead=0:bframes=0:b-adapt=0:scenecut=0:cutree=0"
+      ":open-gop=0:min-keyint=%d:frame-threads=1:pools=%d:aq-mode=%d",
+      distance, SoftwareThreads(), settings.adaptive_quantization ? 2 : 0);
+  if (settings.mastering != MasteringMetadata{}) {
+    // The mastering messages go out only with repeated parameter sets.
+    parameters += ":repeat-headers=1" + X265Mastering(settings.mastering);
+  }
+  return {{"preset", settings.preset}, {"forced-idr", "1"}, {"x265-params", parameters}};
+}
+
+LavcOptionList SvtOptions(const EncoderSettings& settings) {
+  // Low delay: every frame comes out before the next but one goes in.
+  std::string parameters = Format("pred-struct=1:lookahead=0:scd=0:lp=%d:aq-mode=%d",
+                                  SoftwareThreads(), settings.adaptive_quantization ? 2 : 0);
+  if (settings.mastering != MasteringMetadata{}) parameters += SvtMastering(settings.mastering);
+  return {{"preset", settings.preset}, {"svtav1-params", parameters}};
+}
+
+LavcOptionList SoftwareOptions(const EncoderSettings& settings) {
+  LavcOptionList options;
+  switch (settings.codec) {
+    case Codec::H264: options = X264Options(settings); break;
+    case Codec::Hevc: options = X265Options(settings); break;
+    case Codec::Av1: options = SvtOptions(settings); break;
+  }
+  if (settings.rate_control == RateControl::ConstantQp) {
+    // SVT-AV1 counts quantizers from 0 to 63 where the bitstream has 0 to 255.
+    const uint32_t qp =
+        settings.codec == Codec::Av1 ? std::min(settings.qp * 5 / 4, 63U) : settings.qp;
+    options.emplace_back("qp", std::to_string(qp));
+  }
+  return options;
+}
+
+LavcOptionList NvencOptions(const EncoderSettings& settings) {
+  static constexpr std::array<const char*, 3> kModes = {"cbr", "vbr", "constqp"};
+  LavcOptionList options = {{"preset", settings.preset},
+                            {"tune", settings.low_latency ? "ll" : "hq"},
+                            {"rc", kModes[static_cast<size_t>(settings.rate_control)]},
+                            {"forced-idr", "1"},
+                            {"rc-lookahead", "0"},
+                            {"spatial-aq", settings.adaptive_quantization ? "1" : "0"},
+                            {"delay", settings.low_latency ? "0" : "2"}};
+  if (settings.rate_control == RateControl::ConstantQp) {
+    const uint32_t scale = settings.codec == Codec::Av1 ? 5 : 1;
+    options.emplace_back("qp", std::to_string(settings.qp * scale));
+  }
+  return options;
+}
+
+LavcOptionList VaApiOptions(const EncoderSettings& settings) {
+  static constexpr std::array<const char*, 3> kModes = {"CBR", "VBR", "CQP"};
+  LavcOptionList options = {{"rc_mode", kModes[static_cast<size_t>(settings.rate_control)]},
+                            {"idr_interval", "0"},
+                            {"async_depth", settings.low_latency ? "1" : "2"}};
+  if (settings.rate_control == RateControl::ConstantQp && settings.codec != Codec::Av1) {
+    options.emplace_back("qp", std::to_string(settings.qp));
+  }
+  return options;
+}
+
+void FillRate(LavcKind kind, const EncoderSettings& settings, AVCodecContext& context) {
+  if (settings.rate_control == RateControl::ConstantQp) {
+    if (kind == LavcKind::VaApi && settings.codec == Codec::Av1) {
+      context.global_quality = static_cast<int>(settings.qp * 5);
+    }
+    return;
+  }
+  constexpr int64_t kBitsPerKilobit = 1000;
+  const int64_t rate = settings.bitrate_kbps * kBitsPerKilobit;
+  const int64_t ceiling = settings.rate_control == RateControl::Cbr
+                              ? rate
+                              : settings.max_bitrate_kbps * kBitsPerKilobit;
+  context.bit_rate = rate;
+  context.rc_buffer_size =
+      static_cast<int>(std::min<int64_t>(ceiling, std::numeric_limits<int>::max()));
+  // SVT-AV1's low delay mode knows one rate, and refuses a ceiling equal to it.
+  if (kind == LavcKind::Software && settings.codec == Codec::Av1) return;
+  context.rc_max_rate = ceiling;
+  if (settings.rate_control == RateControl::Cbr) context.rc_min_rate = rate;
+}
+
+void FillColour(const EncoderSettings& settings, AVCodecContext& context) {
+  context.color_primaries =
+      settings.colour_primaries == ColourPrimaries::Bt2020 ? AVCOL_PRI_BT2020 : AVCOL_PRI_BT709;
+  switch (settings.transfer) {
+    case Transfer::Bt709: context.color_trc = AVCOL_TRC_BT709; break;
+    case Transfer::Pq: context.color_trc = AVCOL_TRC_SMPTE2084; break;
+    case Transfer::Hlg: context.color_trc = AVCOL_TRC_ARIB_STD_B67; break;
+  }
+  context.colorspace =
+      settings.matrix == ColourMatrix::Bt2020 ? AVCOL_SPC_BT2020_NCL : AVCOL_SPC_BT709;
+  context.color_range = settings.full_range ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+  // Converters take chroma from the middle of its four luma pixels, for which AV1
+  // has no word.
+  if (settings.codec != Codec::Av1) context.chroma_sample_location = AVCHROMA_LOC_CENTER;
+}
+
+}  // namespace
+
+std::string LavcEncoderName(LavcKind kind, Codec codec) {
+  const std::string word(CodecWord(codec));
+  switch (kind) {
+    case LavcKind::Nvenc: return word + "_nvenc";
+    case LavcKind::VaApi: return word + "_vaapi";
+    case LavcKind::Software: break;
+  }
+  switch (codec) {
+    case Codec::H264: return "libx264";
+    case Codec::Hevc: return "libx265";
+    case Codec::Av1: return "libsvtav1";
+  }
+  return {};
+}
+
+std::vector<EncoderPreset> LavcPresets(LavcKind kind, Codec codec) {
+  switch (kind) {
+    case LavcKind::Nvenc: return NvencPresets(codec);
+    case LavcKind::VaApi: return {};
+    case LavcKind::Software: return codec == Codec::Av1 ? NumberPresets() : WordPresets(codec);
+  }
+  return {};
+}
+
+Status EffectiveSettings(LavcKind kind, const EncoderSettings& wanted, EncoderSettings& out) {
+  const auto bad_side = [](uint32_t side) { return side == 0 || side % 2 != 0 || side > kMaxSide; };
+  if (bad_side(wanted.width) || bad_side(wanted.height)) {
+    return {StatusCode::InvalidArgument,
+            Format("cannot encode pictures of %ux%u", wanted.width, wanted.height)};
+  }
+  if (wanted.fps_num == 0 || wanted.fps_den == 0 || wanted.fps_num > 1'000'000 ||
+      wanted.fps_den > 1'000'000) {
+    return {StatusCode::InvalidArgument,
+            Format("cannot encode %u/%u frames a second", wanted.fps_num, wanted.fps_den)};
+  }
+  if (static_cast<uint32_t>(wanted.codec) >= kCodecCount) {
+    return {StatusCode::InvalidArgument, "unknown codec"};
+  }
+  if (wanted.input_format != EncoderInput::Nv12 && wanted.input_format != EncoderInput::P010) {
+    return {StatusCode::Unsupported, "pictures must come as NV12 or P010"};
+  }
+  if (wanted.input_format == EncoderInput::P010 && wanted.codec == Codec::H264) {
+    return {StatusCode::Unsupported, "h264 is encoded at 8 bits only"};
+  }
+
+  out = wanted;
+  out.b_frames = 0;
+  out.split_encode = SplitEncode::Off;
+  out.max_bitrate_kbps = std::max(out.max_bitrate_kbps, out.bitrate_kbps);
+  out.qp = std::min(out.qp, kMaxQp);
+  if (kind == LavcKind::Software) {
+    // 0 means lossless to x264, in a profile that few players know, and "unset" to
+    // the wrapper around SVT-AV1.
+    out.qp = std::max(out.qp, 1U);
+    if (out.codec == Codec::Av1 && out.rate_control == RateControl::Vbr) {
+      out.rate_control = RateControl::Cbr;
+    }
+  }
+  const auto presets = LavcPresets(kind, out.codec);
+  const bool known = std::any_of(presets.begin(), presets.end(), [&](const EncoderPreset& preset) {
+    return preset.name == out.preset;
+  });
+  if (!known) {
+    if (!out.preset.empty()) {
+      LogInfo("encoder: %s has no preset \"%s\"", LavcEncoderName(kind, out.codec).c_str(),
+              out.preset.c_str());
+    }
+    out.preset = DefaultPreset(kind, out.codec);
+  }
+  return Status::Ok();
+}
+
+AVPixelFormat LavcInputFormat(LavcKind kind, const EncoderSettings& settings) {
+  const bool ten_bit = settings.input_format == EncoderInput::P010;
+  if (kind == LavcKind::Software && settings.codec != Codec::H264) {
+    return ten_bit ? AV_PIX_FMT_YUV420P10LE : AV_PIX_FMT_YUV420P;
+  }
+  return ten_bit ? AV_PIX_FMT_P010LE : AV_PIX_FMT_NV12;
+}
+
+void FillContext(LavcKind kind, const EncoderSettings& settings, AVCodecContext& context) {
+  const auto fps_num = static_cast<int>(settings.fps_num);
+  const auto fps_den = static_cast<int>(settings.fps_den);
+  context.width = static_cast<int>(settings.width);
+  context.height = static_cast<int>(settings.height);
+  // Frames are numbered, and their times kept outside: rate control then sees a
+  // steady rate, and times come back exactly as they went in.
+  context.time_base = {fps_den, fps_num};
+  context.framerate = {fps_num, fps_den};
+  context.gop_size = KeyframeDistance(settings);
+  context.keyint_min = context.gop_size;
+  context.max_b_frames = 0;
+  context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_CLOSED_GOP;
+  if (kind == LavcKind::Software) context.thread_count = SoftwareThreads();
+  FillRate(kind, settings, context);
+  FillColour(settings, context);
+}
+
+LavcOptionList LavcOptions(LavcKind kind, const EncoderSettings& settings) {
+  switch (kind) {
+    case LavcKind::Nvenc: return NvencOptions(settings);
+    case LavcKind::VaApi: return VaApiOptions(settings);
+    case LavcKind::Software: return SoftwareOptions(settings);
+  }
+  return {};
+}
+
+}  // namespace orventa
