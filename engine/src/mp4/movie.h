@@ -18,7 +18,7 @@ enum class Mp4Matrix : uint32_t { Bt709 = 0, Bt2020 = 1 };
 
 struct Mp4VideoTrack {
   Mp4Codec codec = Mp4Codec::H264;
-  uint32_t width = 0;   // coded pixels
+  uint32_t width = 0;  // coded pixels
   uint32_t height = 0;
   uint32_t fps_num = 60;
   uint32_t fps_den = 1;
@@ -106,8 +106,8 @@ struct Mp4Movie {
   std::shared_ptr<const Mp4WebcamTrack> webcam;  // null: none
   std::vector<BufferedPacket> webcam_packets;
   Mp4Presses presses;
-  std::string captions;       // text of the captions file; empty: none
-  uint64_t read_budget = 0;   // bytes of payloads read once and kept, see mp4.h
+  std::string captions;      // text of the captions file; empty: none
+  uint64_t read_budget = 0;  // bytes of payloads read once and kept, see mp4.h
 };
 
 }  // namespace orventa

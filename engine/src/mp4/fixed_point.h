@@ -1,0 +1,31 @@
+// Numbers of our boxes as whole numbers. No float makes them overflow: what is
+// below the range, or no number, becomes 0, what is above it the range's end.
+#pragma once
+
+#include <cstdint>
+
+namespace orventa {
+
+// A fraction from 0 to 1, in `parts`, rounded to nearest.
+constexpr uint32_t FractionIn(float fraction, uint32_t parts) {
+  if (!(fraction > 0)) return 0;
+  if (fraction >= 1) return parts;
+  return static_cast<uint32_t>(static_cast<double>(fraction) * parts + 0.5);
+}
+
+constexpr uint32_t Millionths(float fraction) {
+  return FractionIn(fraction, 1'000'000);
+}
+
+// The unit of chromaticities in mdcv.
+inline constexpr uint32_t kChromaticityParts = 50'000;
+
+// Nits in units of 1/10000, truncated. The product stays a float: 0.005f lies
+// just below 0.005, and must still become 50.
+constexpr uint32_t TenThousandthNits(float nits) {
+  if (!(nits > 0)) return 0;
+  const float scaled = nits * 10'000.0f;
+  return scaled < 4'294'967'296.0f ? static_cast<uint32_t>(scaled) : UINT32_MAX;
+}
+
+}  // namespace orventa
