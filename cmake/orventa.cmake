@@ -41,6 +41,11 @@ if(ORVENTA_SANITIZE)
   target_link_options(orventa_flags INTERFACE -fsanitize=${ORVENTA_SANITIZE})
 endif()
 
+if(ORVENTA_FUZZ)
+  # Coverage for libFuzzer; the targets in fuzz/ link its main.
+  target_compile_options(orventa_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 # orventa_library(name [SOURCES portable...] [WIN ...] [LINUX ...] [LIBS ...]
 #                 [WIN_LIBS ...] [LINUX_LIBS ...])
 function(orventa_library name)

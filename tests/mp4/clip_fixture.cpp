@@ -1,9 +1,7 @@
 #include "tests/mp4/clip_fixture.h"
 
-#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <random>
 #include <stdexcept>
 
 namespace orventa::test {
@@ -82,22 +80,6 @@ Mp4WebcamTrack Webcam() {
   webcam.placement.width = 0.25f;
   webcam.placement.height = 0.125f;
   return webcam;
-}
-
-TempFolder::TempFolder() {
-  std::random_device random;
-  path_ =
-      (std::filesystem::temp_directory_path() / ("mp4-test-" + std::to_string(random()))).string();
-  std::filesystem::create_directories(path_);
-}
-
-TempFolder::~TempFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
-std::string TempFolder::Path(std::string_view name) const {
-  return path_ + "/" + std::string(name);
 }
 
 std::vector<uint8_t> ReadFile(const std::string& path) {

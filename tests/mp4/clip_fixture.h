@@ -1,4 +1,4 @@
-// Small movies, and a folder of its own for the files of one test.
+// Small movies, and payloads that lie elsewhere.
 #pragma once
 
 #include <cstdint>
@@ -28,19 +28,6 @@ Mp4Movie VideoMovie(size_t frames, uint32_t fps_num = 60, uint32_t fps_den = 1);
 // AAC-like packets, one every 1024 samples of 48 kHz.
 Mp4SoundTrack Sound(uint64_t first_pts_ns, size_t frames);
 Mp4WebcamTrack Webcam();
-
-class TempFolder {
- public:
-  TempFolder();
-  ~TempFolder();
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-
-  std::string Path(std::string_view name) const;
-
- private:
-  std::string path_;
-};
 
 std::vector<uint8_t> ReadFile(const std::string& path);  // throws when it cannot
 void WriteFile(const std::string& path, const std::vector<uint8_t>& bytes);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "mp4/mp4.h"
+#include "tests/fakes/temp_folder.h"
 #include "tests/mp4/box_walker.h"
 #include "tests/mp4/clip_fixture.h"
 
@@ -35,7 +36,7 @@ class Clip : public testing::Test {
     EXPECT_EQ(WriteMp4(Path(), movie), expected);
     EXPECT_FALSE(std::filesystem::exists(Path())) << expected.message();
   }
-  std::string Path() const { return folder_.Path("clip.mp4"); }
+  std::string Path() const { return folder_ / "clip.mp4"; }
 
   static Bytes At(const Bytes& file, const Sample& sample) {
     const auto first = file.begin() + static_cast<std::ptrdiff_t>(sample.offset);
@@ -47,7 +48,7 @@ class Clip : public testing::Test {
     return durations;
   }
 
-  test::TempFolder folder_;
+  TempFolder folder_;
   Status status_;
 };
 
@@ -172,7 +173,7 @@ TEST_F(Clip, RefusesWithTheseWords) {
   movie.sound[0].format.config.resize(105);
   ExpectRefused(movie, {StatusCode::InvalidArgument, "AudioSpecificConfig too long"});
 
-  const std::string nowhere = folder_.Path("missing/clip.mp4");
+  const std::string nowhere = folder_ / "missing/clip.mp4";
   EXPECT_EQ(WriteMp4(nowhere, good),
             Status(StatusCode::InvalidArgument, "cannot open '" + nowhere + "'"));
 }

@@ -8,6 +8,7 @@
 
 #include "mp4/annexb.h"
 #include "mp4/mp4.h"
+#include "tests/fakes/temp_folder.h"
 #include "tests/mp4/box_walker.h"
 #include "tests/mp4/clip_fixture.h"
 
@@ -41,7 +42,7 @@ std::string Probe(const std::string& file, const std::string& stream, const std:
 class Judge : public testing::Test {
  protected:
   Bytes Encode(const std::string& arguments, const std::string& name) {
-    const std::string path = folder_.Path(name);
+    const std::string path = folder_ / name;
     const std::string said = Shell("ffmpeg -nostdin -v error -y " + arguments + " " + path);
     EXPECT_EQ(said, "");
     return test::ReadFile(path);
@@ -52,12 +53,12 @@ class Judge : public testing::Test {
     ASSERT_TRUE(status.ok()) << status.ToString();
     EXPECT_EQ(Shell("ffmpeg -nostdin -v error -i " + Clip() + " -map 0 -f null -"), "");
   }
-  std::string Clip() const { return folder_.Path("clip.mp4"); }
+  std::string Clip() const { return folder_ / "clip.mp4"; }
 
   // The record of ffmpeg's own file of the same stream.
   Bytes Record(const std::string& name, const std::string& box) {
-    const std::string other = folder_.Path("other.mp4");
-    EXPECT_EQ(Shell("ffmpeg -nostdin -v error -y -i " + folder_.Path(name) + " -c copy -tag:v " +
+    const std::string other = folder_ / "other.mp4";
+    EXPECT_EQ(Shell("ffmpeg -nostdin -v error -y -i " + (folder_ / name) + " -c copy -tag:v " +
                     (box == "hvcC"   ? "hvc1 "
                      : box == "avcC" ? "avc1 "
                                      : "av01 ") +
@@ -70,7 +71,7 @@ class Judge : public testing::Test {
     return test::Find(file, "moov/trak/mdia/minf/stbl/stsd/" + entry + "/" + box).body;
   }
 
-  test::TempFolder folder_;
+  TempFolder folder_;
 };
 
 // A frame of 30 a second.
@@ -192,7 +193,7 @@ TEST_F(Judge, H264WithSoundChaptersAndWebcam) {
             "2.500000,Marker 1\n7.000000,Marker 2");
   // Decoded pictures are those of the stream before it went into the file.
   EXPECT_EQ(Shell("ffmpeg -v error -i " + Clip() + " -map 0:v:0 -f md5 -"),
-            Shell("ffmpeg -v error -i " + folder_.Path("in.h264") + " -f md5 -"));
+            Shell("ffmpeg -v error -i " + (folder_ / "in.h264") + " -f md5 -"));
   // Byte for byte: this stream is of a profile without the record's extension.
   EXPECT_EQ(OwnRecord(test::ReadFile(Clip()), "avcC"), Record("in.h264", "avcC"));
 }
@@ -228,7 +229,7 @@ TEST_F(Judge, HevcWithTenBitsAndHdr) {
     EXPECT_NE(side.find(line), std::string::npos) << line;
   }
   EXPECT_EQ(Shell("ffmpeg -v error -i " + Clip() + " -f md5 -"),
-            Shell("ffmpeg -v error -i " + folder_.Path("in.hevc") + " -f md5 -"));
+            Shell("ffmpeg -v error -i " + (folder_ / "in.hevc") + " -f md5 -"));
   const Bytes own = OwnRecord(test::ReadFile(Clip()), "hvcC");
   const Bytes other = Record("in.hevc", "hvcC");
   EXPECT_EQ(Bytes(own.begin(), own.begin() + 13), Bytes(other.begin(), other.begin() + 13));
@@ -241,7 +242,7 @@ TEST_F(Judge, Av1) {
        {"libsvtav1 -preset 12 -pix_fmt yuv420p10le", "libaom-av1 -cpu-used 8 -usage realtime"}) {
     Mp4Movie movie = MovieOf(Mp4Codec::Av1);
     const std::string source = "-f lavfi -i testsrc2=s=320x180:r=30:d=2 -g 30 -c:v ";
-    const std::string path = folder_.Path("in.obu");
+    const std::string path = folder_ / "in.obu";
     (void)Shell("ffmpeg -nostdin -v error -y " + source + encoder + " " + path);  // talks always
     AddTemporalUnits(test::ReadFile(path), movie);
     const bool ten_bit = std::string(encoder).find("10le") != std::string::npos;
@@ -270,7 +271,7 @@ TEST_F(Judge, CopiesOutAsItWentIn) {
       " -map 0:v -c copy -bsf:v h264_mp4toannexb,filter_units=remove_types=7-9 "
       "-f streamhash -hash md5 -";
   EXPECT_EQ(Shell("ffmpeg -v error -i " + Clip() + hash),
-            Shell("ffmpeg -v error -i " + folder_.Path("in.h264") + hash));
+            Shell("ffmpeg -v error -i " + (folder_ / "in.h264") + hash));
 }
 
 }  // namespace
