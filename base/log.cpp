@@ -44,7 +44,7 @@ class Log {
 
   // The file is written under the lock: the lines in it are in the order said, and
   // they are rare.
-  void Say(const char* level, const char* format, va_list arguments) {
+  ORVENTA_PRINTF(3, 0) void Say(const char* level, const char* format, va_list arguments) {
     std::array<char, kLineBytes> text{};
     std::vsnprintf(text.data(), text.size(), format, arguments);
     const MutexLock lock(mutex_);
