@@ -1,0 +1,99 @@
+#include "tools/orventactl/control_tool.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "base/instance.h"
+#include "service/channel/channel.h"
+#include "tests/fakes/temp_folder.h"
+
+namespace orventa {
+namespace {
+
+class ControlTool : public ::testing::Test {
+ protected:
+  ControlTool() {
+    if (const char* set = std::getenv("XDG_RUNTIME_DIR")) before = set;
+    setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1);
+  }
+  ~ControlTool() override {
+    server.reset();
+    if (before.empty()) {
+      unsetenv("XDG_RUNTIME_DIR");
+    } else {
+      setenv("XDG_RUNTIME_DIR", before.c_str(), 1);
+    }
+  }
+
+  void Serve(const std::string& answer) {
+    server.reset();
+    ChannelOptions options;
+    options.name = ChannelName(ChannelKind::Control, CurrentUserName());
+    options.handler = [this, answer](const ChannelRequest& request) {
+      asked = request.verb + "|" + request.argument + "|" + request.body;
+      return answer;
+    };
+    ASSERT_TRUE(OpenChannel(*clock, std::move(options), server));
+  }
+
+  int Run(const std::vector<std::string>& arguments) {
+    out.str("");
+    errors.str("");
+    return RunControlTool(arguments, out, errors);
+  }
+
+  std::unique_ptr<IClock> clock = MakeSystemClock();
+  TempFolder folder;
+  std::string before;
+  std::string asked;
+  std::ostringstream out;
+  std::ostringstream errors;
+  std::unique_ptr<IChannelServer> server;
+};
+
+TEST_F(ControlTool, PrintsDataAndTellsFailureByItsExitCode) {
+  EXPECT_EQ(Run({"STATS"}), 2);
+  EXPECT_EQ(errors.str(), "orventactl: ORVENTA is not running\n");
+
+  Serve("OK\na=1\nb=2");
+  EXPECT_EQ(Run({"STATS"}), 0);
+  EXPECT_EQ(out.str(), "a=1\nb=2\n");
+  EXPECT_EQ(asked, "STATS||");
+
+  Serve("OK");
+  EXPECT_EQ(Run({"SAVE", "30", "s"}), 0);
+  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(asked, "SAVE|30 s|");
+
+  Serve("ERR NoTarget nothing to save");
+  EXPECT_EQ(Run({"SAVE"}), 1);
+  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(errors.str(), "orventactl: ERR NoTarget nothing to save\n");
+}
+
+TEST_F(ControlTool, SendsAFileAsTheBody) {
+  Serve("OK");
+  const std::string file = folder /
+                           "b\xC3\xB6"
+                           "dy.txt";
+  std::ofstream(file) << "video.fps=30\r\nlast";
+  EXPECT_EQ(Run({"SET_CONFIG", "--body", file}), 0);
+  EXPECT_EQ(asked, "SET_CONFIG||video.fps=30\r\nlast");
+  EXPECT_EQ(Run({"SET_CONFIG", "--body", folder / "missing"}), 1);
+}
+
+TEST_F(ControlTool, ExplainsItselfAndRefusesWhatItDoesNotKnow) {
+  Serve("OK");
+  EXPECT_EQ(Run({"--help"}), 0);
+  EXPECT_NE(out.str().find("usage: orventactl VERB"), std::string::npos);
+  const std::vector<std::string> wrong[] = {
+      {}, {""}, {"--verbose"}, {"SAVE", "--body"}, {"SAVE", "two\nlines"}};
+  for (const auto& arguments : wrong) EXPECT_EQ(Run(arguments), 1);
+  EXPECT_EQ(asked, "");
+}
+
+}  // namespace
+}  // namespace orventa
