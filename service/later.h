@@ -1,0 +1,130 @@
+// The places of features that have not moved in yet: operations that stand where
+// they belong in the start, the pass, the exit and the menus, and do nothing. Each
+// group names who fills it; whatever answers, answers that it is not there.
+// Main thread, except where a line says otherwise.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+
+#include "settings/config.h"
+#include "video/replay_engine.h"
+
+namespace orventa {
+
+struct NoticeRecord;
+struct Platform;
+struct ServiceState;
+
+// Uninstaller and crash guard as programs of their own: an exit code when the
+// command line asks for one of them, which no start of the service follows.
+std::optional<int> RunUninstaller(Platform& platform, std::span<const std::string> arguments);
+std::optional<int> RunCrashGuard(Platform& platform, std::span<const std::string> arguments);
+
+// Crash guard, crash rehearsal and hang watch.
+void KeepCrashRehearsal(const std::string& request);
+void StartCrashGuard(ServiceState& state);
+void StopCrashGuardWatch(ServiceState& state);
+// Whether the last run ended in a crash that wants the window back.
+bool ReadCrashNews(ServiceState& state);
+void StartHangWatch(ServiceState& state);
+void StopHangWatch(ServiceState& state);
+void StartCrashRehearsal(ServiceState& state);
+
+// Update.
+bool UnfinishedUpdateLies(const Platform& platform);
+void FinishInterruptedUpdate(ServiceState& state);
+void DeleteOldInstallers(ServiceState& state);
+void SweepUpdateLeftovers(ServiceState& state);
+void TellUpdated(ServiceState& state);
+void RunUpdateSchedule(ServiceState& state);
+void RunUpdateGates(ServiceState& state);
+
+// Languages.
+void SetLanguage(const std::string& language);
+
+// Settings file: what the codecs of this machine do to it, and who else reads it.
+void ChooseFirstRunCodec(ServiceState& state, Config& config);
+void TestCodecs(ServiceState& state, Config& config);
+void ValidateSettings(Config& config);
+void SeedDefaultProfile(ServiceState& state);
+void RememberPause(ServiceState& state, bool paused);
+void ToggleAudio(ServiceState& state);
+void ToggleMicrophone(ServiceState& state);
+void ToggleMicrophoneMono(ServiceState& state);
+void AdjustMicrophoneLevel(ServiceState& state, int step);
+void ToggleWebcam(ServiceState& state);
+
+// Shell entries: autostart, context menus, link handler, installed apps.
+void ApplyShellEntries(ServiceState& state);
+void RepairInstalledAppsEntry(ServiceState& state);
+
+// Game list and game events.
+void ReadGameList(ServiceState& state);
+void StartGameEvents(ServiceState& state);
+void StopGameEvents(ServiceState& state);
+void RestartGameIntegrations(ServiceState& state);
+void CheckGameIntegrations(ServiceState& state);
+void EditGameList(ServiceState& state);
+
+// Library. The last two run on the save thread.
+void LoadLibrary(ServiceState& state);
+void ForgetVanishedFiles(ServiceState& state);
+void StartLibraryScan(ServiceState& state);
+void RecordInLibrary(ServiceState& state, const std::string& path, const char* kind);
+void LinkFinishedMatch(ServiceState& state, const std::string& path);
+
+// Tray, status card and desktop notices.
+void CreateMenuWindow(ServiceState& state);
+void AddTrayIcon(ServiceState& state);
+void RemoveTrayIcon(ServiceState& state);
+void RestoreTrayIcon(ServiceState& state);
+void LoadResources(ServiceState& state);
+void DrawTray(ServiceState& state, const EngineSnapshot& snapshot);
+void RedrawForTheme(ServiceState& state);
+void WatchTrayHover(ServiceState& state);
+void ShowOnDesktop(ServiceState& state, const NoticeRecord& notice);
+void ShowHeldProblems(ServiceState& state);
+void RunNoticeQueue(ServiceState& state);
+
+// Hotkeys.
+void BindHotkeys(ServiceState& state);
+void WatchForeground(ServiceState& state);
+void ArmKeyboardHook(ServiceState& state);
+void ReleaseHotkeys(ServiceState& state);
+void CheckHotkeyMethod(ServiceState& state);
+void CheckHookHealth(ServiceState& state);
+void WatchHeldKeys(ServiceState& state);
+void PollKeys(ServiceState& state);
+
+// Input overlay.
+void ConnectInputOverlay(ServiceState& state);
+void StopInputOverlay(ServiceState& state);
+void WarnOfUnheardInput(ServiceState& state);
+
+// Displays, graphics priority, camera and microphone news.
+void NoteDisplays(ServiceState& state);
+void RaiseGraphicsPriority(ServiceState& state);
+void WatchCameraAndMicrophone(ServiceState& state);
+
+// Recordings: their repair and what the user hears of them.
+void ListUnfinishedRecordings(ServiceState& state);
+void RepairRecordings(ServiceState& state);
+void StartRepairPass(ServiceState& state);
+void WatchRecordings(ServiceState& state);
+
+// Cleanup.
+void RunCleanupSchedule(ServiceState& state);
+
+// Exports.
+bool ExportRunning(ServiceState& state);
+void CancelExport(ServiceState& state);
+
+// Screenshots.
+void RequestScreenshot(ServiceState& state);
+
+// The window's answer to a game that closed.
+void WatchGameGone(ServiceState& state);
+
+}  // namespace orventa

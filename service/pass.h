@@ -1,0 +1,20 @@
+// The one-second pass: the whole of the service's periodic life, in one order.
+// Main thread; must stay short.
+#pragma once
+
+namespace orventa {
+
+struct ServiceState;
+
+void RunPass(ServiceState& state);
+
+// The engine's state as tray and log show it; also after what the user did.
+void RefreshTray(ServiceState& state);
+
+// Reads the settings again and hands them to the engine.
+void Reconfigure(ServiceState& state);
+
+// Takes the settings files as they are now for the ones that are in force.
+void TakeStamps(ServiceState& state);
+
+}  // namespace orventa

@@ -1,0 +1,45 @@
+// The process and the desktop of Linux as the service asks for them. Main thread.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/clock.h"
+#include "service/platform.h"
+#include "service/service_linux/power_events.h"
+
+namespace orventa {
+
+class LinuxProcess final : public IProcess {
+ public:
+  std::string TakeEnvironment(const char* name) override;
+  void HonourTimerRequests() override {}              // timers are exact for everybody
+  bool MediaPartsPresent() override { return true; }  // linked into the program
+  InstanceResult AcquireInstance(uint32_t wait_ms, std::unique_ptr<ISingleInstance>& out) override;
+  void WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) override;
+  void SetAppIdentity() override {}  // desktop entries carry it
+  std::shared_ptr<void> HoldFolder(const std::string&) override { return nullptr; }
+  void EndNow(int code) override;
+};
+
+class LinuxDesktop final : public IDesktop, public IDialogs {
+ public:
+  explicit LinuxDesktop(IClock& clock) : clock_(clock) {}
+
+  std::unique_ptr<IMessageLoop> MakeLoop() override;
+  void RaiseShutdownBlock(std::string_view reason) override;
+  void LowerShutdownBlock() override;
+  bool StartProgram(const std::string& path, const std::string& arguments,
+                    const std::string& folder, int64_t& system_code) override;
+  bool OpenTextFile(const std::string& path, int64_t& system_code) override;
+  bool OpenFolder(const std::string& path, int64_t& system_code) override;
+  // On the standard error stream: there may be no desktop.
+  void Show(std::string_view text, DialogIcon icon) override;
+
+ private:
+  IClock& clock_;
+  std::unique_ptr<IPowerEvents> power_;
+};
+
+}  // namespace orventa

@@ -1,0 +1,48 @@
+#include "service/service_win/no_graphics.h"
+
+namespace orventa {
+namespace {
+
+class NoCard final : public GraphicsDevice {
+ public:
+  const std::string& AdapterName() const override { return name_; }
+  uint64_t AdapterKey() const override { return 0; }
+  uint32_t RemovedReason() const override { return 0; }
+  void Flush() override {}
+
+ private:
+  const std::string name_;
+};
+
+}  // namespace
+
+Status NoGraphics::MakeDevice(const std::string&, std::shared_ptr<GraphicsDevice>& device,
+                              std::string& adapter_used) {
+  device = std::make_shared<NoCard>();
+  adapter_used.clear();
+  return Status::Ok();
+}
+
+Status NoGraphics::CreateCapture(GraphicsDevice&, const CaptureTarget&, const CaptureOptions&,
+                                 std::unique_ptr<IVideoCapture>&) {
+  return {StatusCode::Unsupported, "screen capture on Windows is not here yet"};
+}
+
+Status NoGraphics::CreateConverter(GraphicsDevice&, const ConverterSettings&,
+                                   std::unique_ptr<IFrameConverter>&) {
+  return {StatusCode::Unsupported, "frame conversion on Windows is not here yet"};
+}
+
+Status NoTargets::Find(uint64_t, FoundTarget&) {
+  return {StatusCode::NoTarget, "finding windows on Windows is not here yet"};
+}
+
+bool NoTargets::IsHiddenOrMinimised(uint64_t) {
+  return false;
+}
+bool NoTargets::IsForeground(uint64_t) {
+  return false;
+}
+void NoTargets::ReadTitle(uint64_t, std::string&) {}
+
+}  // namespace orventa

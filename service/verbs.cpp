@@ -1,0 +1,128 @@
+#include "service/verbs.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <string_view>
+
+#include "base/log.h"
+#include "base/text.h"
+#include "service/service_state.h"
+#include "service/status_lines.h"
+
+namespace orventa {
+namespace {
+
+constexpr uint32_t kMainThreadLimitMs = 200;
+
+std::string Hello(ServiceState& state, const ChannelRequest&) {
+  state.window_connected = true;
+  state.window_said_hello = true;
+  state.window_exit_seen = false;
+  state.window_handle = 0;
+  return Format("OK\nprotocol=1\nname=ORVENTA\nnotice_seq=%llu\n",
+                static_cast<unsigned long long>(state.notices.NewestSeq()));
+}
+
+std::string Stats(ServiceState& state, const ChannelRequest&) {
+  return "OK\n" + StatusLines(state);
+}
+
+std::string PostCommand(ServiceState& state, TrayCommand command) {
+  if (!state.loop->Post(
+          {static_cast<uint32_t>(ServiceMessage::Command), static_cast<uint64_t>(command), {}})) {
+    return ErrorAnswer({StatusCode::Unsupported, "ORVENTA is not responding right now"});
+  }
+  return "OK";
+}
+
+// Without an encoder the command goes all the same, so that the user hears of it.
+std::string PostSave(ServiceState& state, TrayCommand command) {
+  std::string answer = PostCommand(state, command);
+  if (!state.engine->GetStatus().no_encoder) return answer;
+  return ErrorAnswer({StatusCode::NoEncoder, "no video encoder to record with"});
+}
+
+std::string Save(ServiceState& state, const ChannelRequest&) {
+  return PostSave(state, TrayCommand::SaveReplay);
+}
+
+std::string SaveClip(ServiceState& state, const ChannelRequest&) {
+  return PostSave(state, TrayCommand::SaveClip);
+}
+
+std::string Exit(ServiceState& state, const ChannelRequest&) {
+  state.loop->Close();
+  return "OK";
+}
+
+// Whether a verb may go to a main thread that does not answer: then its work
+// would wait unseen.
+enum class NeedsMainThread { No, Yes };
+
+struct VerbRow {
+  std::string_view verb;
+  std::string (*handle)(ServiceState& state, const ChannelRequest& request);
+  NeedsMainThread needs_main_thread;
+};
+
+constexpr std::array kVerbs = {
+    VerbRow{"HELLO", Hello, NeedsMainThread::No},
+    VerbRow{"STATS", Stats, NeedsMainThread::No},
+    VerbRow{"SAVE", Save, NeedsMainThread::Yes},
+    VerbRow{"SAVE_CLIP", SaveClip, NeedsMainThread::Yes},
+    VerbRow{"EXIT", Exit, NeedsMainThread::No},
+};
+
+Status CheckMainThread(ServiceState& state) {
+  if (state.loop->RespondsWithin(kMainThreadLimitMs)) return Status::Ok();
+  return {StatusCode::Unsupported, "ORVENTA is not responding right now"};
+}
+
+std::string UnknownVerb(const ChannelRequest& request) {
+  return ErrorAnswer({StatusCode::InvalidArgument, "unknown verb: " + request.verb});
+}
+
+std::string Dispatch(ServiceState& state, const ChannelRequest& request) {
+  const auto row = std::find_if(kVerbs.begin(), kVerbs.end(),
+                                [&](const VerbRow& known) { return known.verb == request.verb; });
+  if (row == kVerbs.end()) return UnknownVerb(request);
+  if (row->needs_main_thread == NeedsMainThread::Yes) {
+    if (Status status = CheckMainThread(state); !status.ok()) return ErrorAnswer(status);
+  }
+  return row->handle(state, request);
+}
+
+std::string DispatchCatchingAll(ServiceState& state, const ChannelRequest& request) {
+  try {
+    return Dispatch(state, request);
+  } catch (const Status& status) {
+    return "ERR Unknown " + status.ToString();
+  } catch (const std::exception& error) {
+    return std::string("ERR Unknown ") + error.what();
+  } catch (...) {
+    return "ERR Unknown an exception without a text";
+  }
+}
+
+}  // namespace
+
+std::string HandleIpcRequest(ServiceState& state, const ChannelRequest& request) {
+  std::string answer = DispatchCatchingAll(state, request);
+  if (answer.size() <= kMaxFrameBytes) return answer;
+  LogError("ipc: the answer to %s is %zu bytes, more than a frame holds", request.verb.c_str(),
+           answer.size());
+  return ErrorAnswer({StatusCode::InvalidArgument, "the answer is too large to send"});
+}
+
+std::string HandleDeckRequest(const ChannelRequest& request) {
+  return UnknownVerb(request);
+}
+
+std::string ErrorAnswer(const Status& status) {
+  std::string answer = "ERR " + std::string(StatusCodeWord(status.code()));
+  if (!status.message().empty()) answer += " " + status.message();
+  return answer;
+}
+
+}  // namespace orventa

@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include "tests/service/fake_platform.h"
+
+namespace orventa {
+namespace {
+
+constexpr char kNotResponding[] = "ERR Unsupported ORVENTA is not responding right now";
+
+TEST(Verbs, AnswerAsTheirRowsSay) {
+  FakePlatform platform;
+  std::vector<std::string> answers;
+  size_t saves = 0;
+  platform.After(100, [&] {
+    for (const char* verb : {"HELLO", "SAVE", "SAVE_CLIP", "save", "", "LEVELS"}) {
+      answers.push_back(platform.Ask(verb));
+    }
+  });
+  platform.After(200, [&] { saves = platform.engine->Saves().size(); });
+  platform.After(300, [&] { answers.push_back(platform.Ask("EXIT")); });
+  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(answers, (std::vector<std::string>{"OK\nprotocol=1\nname=ORVENTA\nnotice_seq=1\n", "OK",
+                                               "OK", "ERR InvalidArgument unknown verb: save",
+                                               "ERR InvalidArgument unknown verb: ",
+                                               "ERR InvalidArgument unknown verb: LEVELS", "OK"}));
+  EXPECT_EQ(saves, 2U);
+  EXPECT_EQ(platform.LogCount("exit: clean, after 0 s"), 1U);
+}
+
+TEST(Verbs, TheDeckHasNoneYet) {
+  FakePlatform platform;
+  std::vector<std::string> answers;
+  platform.After(100, [&] {
+    for (const char* name : {"ORVENTA.deck-tester", "ORVENTA.deck"}) {
+      answers.push_back(platform.channels.at(name).handler({"SAVE", "", ""}));
+    }
+    platform.loop->Close();
+  });
+  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(answers, (std::vector<std::string>(2, "ERR InvalidArgument unknown verb: SAVE")));
+}
+
+TEST(Verbs, ASaveWithoutAnEncoderIsAnsweredAndTold) {
+  FakePlatform platform;
+  platform.on_engine = [](FakeEngine& engine) {
+    engine.ChangeStatus([](EngineSnapshot& status) { status.no_encoder = true; });
+  };
+  std::string answer;
+  std::string notice;
+  platform.After(100, [&] { answer = platform.Ask("SAVE_CLIP"); });
+  platform.After(200, [&] { notice = platform.Stat("notice"); });
+  platform.CloseAfter(300);
+  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(answer, "ERR NoEncoder no video encoder to record with");
+  EXPECT_EQ(notice, "No video encoder to record with");
+}
+
+TEST(Verbs, ASaveToAStuckMainThreadIsRefusedInTime) {
+  FakePlatform platform;
+  // A sign-out keeps the main thread for as long as the save takes.
+  platform.on_engine = [](FakeEngine& engine) { engine.SetSaves(10 * kNsPerSecond, nullptr); };
+  platform.PostAfter(100, ServiceMessage::Command, static_cast<uint64_t>(TrayCommand::SaveReplay));
+  platform.After(200, [&] { platform.loop->InjectSystemEvent(SystemEvent::SessionEnding); });
+  std::string answer;
+  std::string stats;
+  uint64_t took_ns = 0;
+  platform.After(1000, [&] {
+    const uint64_t began_ns = platform.clock.SteadyNs();
+    answer = platform.Ask("SAVE");
+    took_ns = platform.clock.SteadyNs() - began_ns;
+    stats = platform.Stat("saving");
+  });
+  platform.CloseAfter(20'000);
+  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(answer, kNotResponding);
+  EXPECT_EQ(took_ns, 200 * kNsPerMs);
+  EXPECT_EQ(stats, "1");
+}
+
+TEST(Verbs, StatsKeepsOneLineAKeyInItsOrder) {
+  FakePlatform platform;
+  platform.on_engine = [](FakeEngine& engine) {
+    engine.ChangeStatus([](EngineSnapshot& status) {
+      status.target_description = "a title\r\nrunning=0";
+      status.buffered_seconds = 12.345;
+      status.width = 1920;
+      status.encoder_backend = "x264";
+      status.ten_bit = false;
+    });
+  };
+  std::string answer;
+  platform.After(100, [&] {
+    answer = platform.Ask("STATS");
+    (void)platform.Ask("STATS");
+  });
+  platform.CloseAfter(200);
+  EXPECT_EQ(platform.Run({"--from-window"}), 0);
+  size_t at = 0;
+  for (const char* line : {"OK\n",
+                           "notice_seq=0\n",
+                           "written_seq=0\n",
+                           "notice_warning=0\n",
+                           "notice=\n",
+                           "running=1\n",
+                           "capturing=0\n",
+                           "recording_seconds=0.00\n",
+                           "width=1920\n",
+                           "encoder_backend=x264\n",
+                           "hdr=0\n",
+                           "replay_seconds=0\n",
+                           "clip_seconds=0\n",
+                           "target_description=a title\\nrunning=0\n",
+                           "target_is_window=0\n",
+                           "buffered_seconds=12.3",
+                           "frames_captured=0\n",
+                           "adapter=\n",
+                           "history_resets=0\n",
+                           "saving=0\n",
+                           "no_target=0\n",
+                           "no_encoder=0\n",
+                           "settings_written=0\n",
+                           "last_error=\n"}) {
+    const size_t found = answer.find(line, at);
+    ASSERT_NE(found, std::string::npos) << line << "\nin\n" << answer;
+    at = found;
+  }
+  EXPECT_EQ(platform.LogCount("encoding on the default adapter with x264 8-bit"), 1U);
+}
+
+}  // namespace
+}  // namespace orventa
