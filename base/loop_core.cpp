@@ -50,6 +50,11 @@ bool LoopCore::RespondsWithin(uint32_t limit_ms) {
   return answers_ >= question;
 }
 
+bool LoopCore::HasEnded() {
+  const MutexLock lock(mutex_);
+  return ended_;
+}
+
 void LoopCore::SetTimer(uint32_t timer_id, uint32_t period_ms) {
   const uint64_t period_ns = std::max<uint64_t>(period_ms, 1) * kNsPerMs;
   timers_[timer_id] = {period_ns, clock_.SteadyNs() + period_ns};

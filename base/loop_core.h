@@ -26,6 +26,7 @@ class LoopCore {
   void PostEvent(SystemEvent event);
   void Quit();
   bool RespondsWithin(uint32_t limit_ms);
+  bool HasEnded();
 
   // The loop's thread.
   void SetTimer(uint32_t timer_id, uint32_t period_ms);

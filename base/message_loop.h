@@ -4,6 +4,7 @@
 // Promises:
 //  1. Handlers run on the thread inside Run, one at a time, never nested, except
 //     inside a handler that has opened a menu or a dialog, whose own loop serves.
+//     SessionEnding does not wait for a handler at work.
 //  2. Messages posted from one thread are handled in the order of posting.
 //  3. What was written before Post is visible to the handler of that message.
 //  4. Post, Quit and Close may be called from any thread, and never block.

@@ -1,0 +1,46 @@
+#include "base/base_win/win32.h"
+
+#include "base/text.h"
+
+namespace orventa {
+
+std::wstring Wide(std::string_view utf8) {
+  const std::u16string text = Utf8ToUtf16(utf8);
+  return {text.begin(), text.end()};
+}
+
+std::string Narrow(std::wstring_view utf16) {
+  return Utf16ToUtf8(std::u16string(utf16.begin(), utf16.end()));
+}
+
+std::wstring SystemPath(std::string_view path) {
+  std::wstring wide = Wide(path);
+  for (wchar_t& c : wide) {
+    if (c == L'/') c = L'\\';
+  }
+  // Folders stop 12 characters earlier than files do.
+  constexpr size_t kOldLimit = MAX_PATH - 12;
+  if (wide.size() < kOldLimit || wide.starts_with(L"\\\\?\\") || wide.starts_with(L"\\\\.\\")) {
+    return wide;
+  }
+  const DWORD length = GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr);
+  if (length == 0) return wide;
+  std::wstring full(length, L'\0');
+  full.resize(GetFullPathNameW(wide.c_str(), length, full.data(), nullptr));
+  if (full.starts_with(L"\\\\")) return L"\\\\?\\UNC\\" + full.substr(2);
+  return L"\\\\?\\" + full;
+}
+
+std::string Environment(const char* name) {
+  const std::wstring wide_name = Wide(name);
+  std::wstring value(256, L'\0');
+  for (;;) {
+    const DWORD length =
+        GetEnvironmentVariableW(wide_name.c_str(), value.data(), static_cast<DWORD>(value.size()));
+    const bool fits = length < value.size();
+    value.resize(length);
+    if (fits) return Narrow(value);
+  }
+}
+
+}  // namespace orventa
