@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <stdexcept>
 
 #include "base/status.h"
 #include "media/picture.h"
@@ -27,19 +28,26 @@ struct CaptureOptions {
 // The display under the target.
 struct DisplayDescription {
   bool hdr_on = false;
-  float sdr_white = 1.0F;  // multiples of 80 nits
-  float peak = 1.0F;       // likewise
+  float sdr_white = 1.0F;      // multiples of 80 nits
+  float peak = 1.0F;           // likewise
   float chromaticity[8] = {};  // red x, y; green x, y; blue x, y; white x, y; 0 unknown
 };
 
 struct CapturedFrame {
-  PictureRef picture;      // valid until the next TryAcquire
-  uint32_t width = 0;      // pixels
+  PictureRef picture;  // valid until the next TryAcquire
+  uint32_t width = 0;  // pixels
   uint32_t height = 0;
-  uint64_t time_ns = 0;    // when the system composed it, steady clock
-  bool fresh = false;      // this call took a new picture; false: the last one again
-  uint32_t drain_us = 0;   // time spent emptying the queue of older pictures
+  uint64_t time_ns = 0;   // when the system composed it, steady clock
+  bool fresh = false;     // this call took a new picture; false: the last one again
+  uint32_t drain_us = 0;  // time spent emptying the queue of older pictures
   bool size_changed = false;
+};
+
+// What a capture throws when it cannot go on: the system's side of it hangs or
+// is gone. Another capture may work, now or later.
+class CaptureError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
 };
 
 class IVideoCapture {
@@ -52,7 +60,7 @@ class IVideoCapture {
   // False while no picture has ever come. DeviceLost and the like surface as
   // exceptions of type CaptureError.
   virtual bool TryAcquire(CapturedFrame& frame) = 0;
-  virtual uint32_t Width() const = 0;   // the target's size as last seen
+  virtual uint32_t Width() const = 0;  // the target's size as last seen
   virtual uint32_t Height() const = 0;
   virtual DisplayDescription Display() const = 0;  // as it was when capture began
   // HDR displays only: take 8-bit pictures because the game draws in SDR.
