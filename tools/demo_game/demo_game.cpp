@@ -1,0 +1,310 @@
+// A stand-in for a game: an X11 window with a moving picture that carries its own
+// frame number and flashes once a second. For demonstrations, end-to-end tests and
+// benchmarks of capture. Pictures go to the server through shared memory.
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <xcb/shm.h>
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "base/clock.h"
+#include "base/text.h"
+#include "tools/demo_game/picture_size.h"
+#include "tools/demo_game/scene.h"
+
+namespace orventa {
+namespace {
+
+constexpr char kUsage[] =
+    "usage: orventa-demo-game [options]\n"
+    "  --size WxH      the window's size (1280x720)\n"
+    "  --fps N         frames a second, 1 to 1000 (60)\n"
+    "  --title TEXT    the window's title (ORVENTA demo game)\n"
+    "  --seconds N     end by itself after this time\n"
+    "  --help          this text\n"
+    "Shows a moving picture with its frame number as a bar code along the top and the\n"
+    "bottom, and flashes in the middle for a tenth of every second.\n";
+
+struct Options {
+  PictureSize size = {1280, 720};
+  uint64_t fps = 60;
+  std::string title = "ORVENTA demo game";
+  std::optional<uint64_t> seconds;
+  bool help = false;
+};
+
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+uint64_t Number(std::string_view name, std::string_view text, uint64_t least, uint64_t most) {
+  const auto number = ParseUnsigned(text);
+  if (!number || *number < least || *number > most) {
+    throw UsageError(std::string(name) + ": not a number in range: " + std::string(text));
+  }
+  return *number;
+}
+
+Options ReadOptions(int argc, char** argv) {
+  Options options;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view name = argv[i];
+    if (name == "--help") {
+      options.help = true;
+      continue;
+    }
+    const std::string_view value = i + 1 < argc ? argv[i + 1] : "";
+    ++i;
+    if (name == "--size") {
+      const auto size = ParsePictureSize(value);
+      if (!size) throw UsageError("--size: not a size: " + std::string(value));
+      options.size = *size;
+    } else if (name == "--fps") {
+      options.fps = Number(name, value, 1, 1000);
+    } else if (name == "--title") {
+      options.title = value;
+    } else if (name == "--seconds") {
+      options.seconds = Number(name, value, 1, 1'000'000);
+    } else {
+      throw UsageError("unknown option: " + std::string(name));
+    }
+  }
+  return options;
+}
+
+struct Free {
+  void operator()(void* memory) const { std::free(memory); }
+};
+using Event = std::unique_ptr<xcb_generic_event_t, Free>;
+
+// A picture in memory that the server reads from.
+struct Canvas {
+  xcb_shm_seg_t segment = 0;
+  uint32_t* pixels = nullptr;
+  bool in_use = false;  // the server still reads
+};
+
+// The window and two canvases: one is drawn while the server shows the other.
+class GameWindow {
+ public:
+  GameWindow(PictureSize size, const std::string& title);
+  ~GameWindow();
+  GameWindow(const GameWindow&) = delete;
+  GameWindow& operator=(const GameWindow&) = delete;
+
+  // A canvas that nobody reads; waits for the server when there is none.
+  Canvas& NextCanvas();
+  void Show(Canvas& canvas);
+  // False once the user has closed the window.
+  bool IsOpen();
+
+ private:
+  void MakeWindow(const std::string& title);
+  void SetText(const char* property, const char* type, std::string_view text);
+  void FixSize();
+  void MakeCanvas(Canvas& canvas);
+  void OnEvent(const xcb_generic_event_t& event);
+  xcb_atom_t Atom(const char* name);
+  void ThrowIfBroken() const;
+
+  const PictureSize size_;
+  xcb_connection_t* connection_;
+  xcb_screen_t* screen_ = nullptr;
+  xcb_window_t window_ = 0;
+  xcb_gcontext_t gc_ = 0;
+  xcb_atom_t delete_window_ = 0;
+  uint8_t completion_event_ = 0;
+  std::array<Canvas, 2> canvases_;
+  bool open_ = true;
+};
+
+GameWindow::GameWindow(PictureSize size, const std::string& title)
+    : size_(size), connection_(xcb_connect(nullptr, nullptr)) {
+  ThrowIfBroken();
+  screen_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
+  if (screen_->root_depth != 24) throw std::runtime_error("the X screen is not 24 bits deep");
+  const auto* shm = xcb_get_extension_data(connection_, &xcb_shm_id);
+  if (shm == nullptr || shm->present == 0) {
+    throw std::runtime_error("the X server has no shared memory extension");
+  }
+  completion_event_ = static_cast<uint8_t>(shm->first_event + XCB_SHM_COMPLETION);
+  MakeWindow(title);
+  for (Canvas& canvas : canvases_) MakeCanvas(canvas);
+  xcb_map_window(connection_, window_);
+  xcb_flush(connection_);
+  ThrowIfBroken();
+}
+
+GameWindow::~GameWindow() {
+  const size_t bytes = size_t{size_.width} * size_.height * sizeof(uint32_t);
+  for (const Canvas& canvas : canvases_) {
+    if (canvas.pixels != nullptr) munmap(canvas.pixels, bytes);
+  }
+  xcb_disconnect(connection_);
+}
+
+void GameWindow::MakeWindow(const std::string& title) {
+  window_ = xcb_generate_id(connection_);
+  const uint32_t values[] = {screen_->black_pixel, XCB_EVENT_MASK_STRUCTURE_NOTIFY};
+  xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window_, screen_->root, 0, 0,
+                    static_cast<uint16_t>(size_.width), static_cast<uint16_t>(size_.height), 0,
+                    XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                    XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+  gc_ = xcb_generate_id(connection_);
+  xcb_create_gc(connection_, gc_, window_, 0, nullptr);
+
+  SetText("_NET_WM_NAME", "UTF8_STRING", title);
+  SetText("WM_NAME", "UTF8_STRING", title);
+  SetText("WM_CLASS", "STRING", std::string_view("orventa-demo-game\0OrventaDemoGame\0", 34));
+  const auto pid = static_cast<uint32_t>(getpid());
+  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, Atom("_NET_WM_PID"),
+                      XCB_ATOM_CARDINAL, 32, 1, &pid);
+  delete_window_ = Atom("WM_DELETE_WINDOW");
+  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, Atom("WM_PROTOCOLS"),
+                      XCB_ATOM_ATOM, 32, 1, &delete_window_);
+  FixSize();
+}
+
+void GameWindow::SetText(const char* property, const char* type, std::string_view text) {
+  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, Atom(property), Atom(type), 8,
+                      static_cast<uint32_t>(text.size()), text.data());
+}
+
+// WM_NORMAL_HINTS with equal least and greatest sizes: the scene has one size.
+void GameWindow::FixSize() {
+  constexpr uint32_t kMinAndMaxSize = 1U << 4U | 1U << 5U;
+  std::array<uint32_t, 18> hints = {};
+  hints[0] = kMinAndMaxSize;
+  hints[5] = hints[7] = size_.width;
+  hints[6] = hints[8] = size_.height;
+  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, XCB_ATOM_WM_NORMAL_HINTS,
+                      XCB_ATOM_WM_SIZE_HINTS, 32, static_cast<uint32_t>(hints.size()),
+                      hints.data());
+}
+
+void GameWindow::MakeCanvas(Canvas& canvas) {
+  const size_t bytes = size_t{size_.width} * size_.height * sizeof(uint32_t);
+  const int fd = memfd_create("orventa-demo-game", MFD_CLOEXEC);
+  if (fd < 0 || ftruncate(fd, static_cast<off_t>(bytes)) != 0) {
+    throw std::runtime_error("no memory for a picture");
+  }
+  void* const memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+  if (memory == MAP_FAILED) throw std::runtime_error("no memory for a picture");
+  canvas.pixels = static_cast<uint32_t*>(memory);
+  canvas.segment = xcb_generate_id(connection_);
+  xcb_shm_attach_fd(connection_, canvas.segment, fd, 1);
+}
+
+Canvas& GameWindow::NextCanvas() {
+  for (;;) {
+    for (Canvas& canvas : canvases_) {
+      if (!canvas.in_use) return canvas;
+    }
+    const Event event(xcb_wait_for_event(connection_));
+    if (event == nullptr) throw std::runtime_error("the X server is gone");
+    OnEvent(*event);
+  }
+}
+
+void GameWindow::Show(Canvas& canvas) {
+  canvas.in_use = true;
+  const auto width = static_cast<uint16_t>(size_.width);
+  const auto height = static_cast<uint16_t>(size_.height);
+  xcb_shm_put_image(connection_, window_, gc_, width, height, 0, 0, width, height, 0, 0, 24,
+                    XCB_IMAGE_FORMAT_Z_PIXMAP, 1, canvas.segment, 0);
+  xcb_flush(connection_);
+}
+
+bool GameWindow::IsOpen() {
+  while (const Event event{xcb_poll_for_event(connection_)}) OnEvent(*event);
+  ThrowIfBroken();
+  return open_;
+}
+
+void GameWindow::OnEvent(const xcb_generic_event_t& event) {
+  const int type = event.response_type & 0x7F;
+  if (event.response_type == 0) throw std::runtime_error("the X server refused a request");
+  if (type == completion_event_) {
+    const auto& done = reinterpret_cast<const xcb_shm_completion_event_t&>(event);
+    for (Canvas& canvas : canvases_) {
+      if (canvas.segment == done.shmseg) canvas.in_use = false;
+    }
+  } else if (type == XCB_CLIENT_MESSAGE) {
+    const auto& message = reinterpret_cast<const xcb_client_message_event_t&>(event);
+    if (message.data.data32[0] == delete_window_) open_ = false;
+  } else if (type == XCB_DESTROY_NOTIFY) {
+    open_ = false;
+  }
+}
+
+xcb_atom_t GameWindow::Atom(const char* name) {
+  const auto length = static_cast<uint16_t>(std::strlen(name));
+  const std::unique_ptr<xcb_intern_atom_reply_t, Free> reply(
+      xcb_intern_atom_reply(connection_, xcb_intern_atom(connection_, 0, length, name), nullptr));
+  if (reply == nullptr) throw std::runtime_error("the X server is gone");
+  return reply->atom;
+}
+
+void GameWindow::ThrowIfBroken() const {
+  if (xcb_connection_has_error(connection_) != 0) throw std::runtime_error("no X server");
+}
+
+// Frames are due at absolute times; late ones are left out, so that the pace never
+// drifts. The number counts frames drawn, so that a reader tells a frame that was
+// lost on the way from one that was never there.
+void Play(const Options& options) {
+  const std::unique_ptr<IClock> clock = MakeSystemClock();
+  const auto resolution = clock->RaiseTimerResolution();
+  GameWindow window(options.size, options.title);
+  const Scene scene(options.size.width, options.size.height);
+
+  const uint64_t start_ns = clock->SteadyNs();
+  uint64_t slot = 0;
+  for (uint32_t number = 0; window.IsOpen(); ++number) {
+    const uint64_t due_ns = slot * kNsPerSecond / options.fps;
+    if (options.seconds && due_ns >= *options.seconds * kNsPerSecond) return;
+    clock->SleepUntil(start_ns + due_ns);
+    Canvas& canvas = window.NextCanvas();
+    const bool flash = due_ns % kNsPerSecond < kNsPerSecond / 10;
+    scene.Draw(number, flash, canvas.pixels, options.size.width);
+    window.Show(canvas);
+    const uint64_t reached = (clock->SteadyNs() - start_ns) * options.fps / kNsPerSecond;
+    slot = std::max(slot, reached) + 1;
+  }
+}
+
+}  // namespace
+}  // namespace orventa
+
+int main(int argc, char** argv) {
+  try {
+    signal(SIGPIPE, SIG_IGN);  // a server that is gone is an error like others
+    const orventa::Options options = orventa::ReadOptions(argc, argv);
+    if (options.help) {
+      std::fputs(orventa::kUsage, stdout);
+      return 0;
+    }
+    orventa::Play(options);
+    return 0;
+  } catch (const orventa::UsageError& error) {
+    std::fprintf(stderr, "orventa-demo-game: %s\n%s", error.what(), orventa::kUsage);
+    return 2;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "orventa-demo-game: %s\n", error.what());
+    return 1;
+  }
+}
