@@ -21,12 +21,13 @@ struct SourceRect {
   uint32_t top = 0;
   uint32_t width = 0;
   uint32_t height = 0;
+  bool operator==(const SourceRect&) const = default;
 };
 
 struct ConverterSettings {
   uint32_t input_width = 0;
   uint32_t input_height = 0;
-  uint32_t width = 0;   // output, even
+  uint32_t width = 0;  // output, even
   uint32_t height = 0;
   SourceRect source_rect;
   uint32_t pool_size = 8;
