@@ -70,8 +70,10 @@ TEST(DiskHistory, WritesRawAccessUnitsEndToEnd) {
   EXPECT_EQ(std::string(last.bytes().begin(), last.bytes().end()), "frame");
   EXPECT_TRUE(packets[1].Load());
   EXPECT_EQ(packets[1].Size(), 0U);
-  EXPECT_EQ(packets[0].deferred->Size(3), 0U);
-  EXPECT_FALSE(packets[0].deferred->Read(3));
+  for (const uint64_t no_packet : {uint64_t{3}, uint64_t{1} << 32U, UINT64_MAX}) {
+    EXPECT_EQ(packets[0].deferred->Size(no_packet), 0U);
+    EXPECT_FALSE(packets[0].deferred->Read(no_packet));
+  }
 }
 
 TEST(DiskHistory, SweepsOnlyItsOwnStaleFiles) {

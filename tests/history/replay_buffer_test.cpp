@@ -49,6 +49,8 @@ TEST(ReplayBuffer, SharesPayloadsInMemory) {
   history->Append(std::move(packet));
   std::vector<BufferedPacket> packets;
   ASSERT_TRUE(history->Snapshot(10, packets, PayloadAccess::Later));
+  EXPECT_TRUE(packets[0].Load().SharesWith(mine));
+  ASSERT_TRUE(history->Snapshot(10, packets, PayloadAccess::Now));
   EXPECT_TRUE(packets[0].payload.SharesWith(mine));
 }
 

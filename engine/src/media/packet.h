@@ -17,18 +17,19 @@ struct EncodedPacket {
   bool keyframe = false;
 };
 
-// Where payloads lie that are not in memory. Used by one thread at a time.
+// Payloads that packets do not hold themselves: they lie on disk, or in memory that
+// is shared as a whole. Used by one thread at a time.
 class IDeferredPayloads {
  public:
   virtual ~IDeferredPayloads() = default;
   // The payload's bytes, or none when they cannot be read whole.
   virtual Payload Read(uint64_t index) = 0;
-  // Its size, 0 for an index out of range. Reads nothing.
+  // Its size, 0 for an index that there is not. Reads nothing.
   virtual uint64_t Size(uint64_t index) const = 0;
 };
 
 // One access unit as a snapshot of the history holds it, and as the MP4 writer
-// takes it: the payload in memory, or a row of `deferred`.
+// takes it: with its payload, or with a row of `deferred`.
 struct BufferedPacket {
   Payload payload;
   uint64_t pts = 0;  // ns on the session timeline

@@ -6,6 +6,7 @@
 
 #include "base/clock.h"
 #include "video/deferred_payloads.h"
+#include "video/keyframe_group.h"
 
 namespace orventa {
 namespace {
@@ -17,12 +18,37 @@ constexpr uint32_t kUnknownBitrateKbps = 50'000;
 constexpr uint64_t kNoticeableSpanNs = 10 * kNsPerSecond;
 constexpr uint64_t kLostSpanNs = 5 * kNsPerSecond;
 
-// Chunks of half a megabyte at most: few enough for the pool's search, small enough
-// to waste little.
-constexpr std::pmr::pool_options kBlockOptions{1024, 512};
+constexpr uint64_t kNoEnd = std::numeric_limits<uint64_t>::max();
 
 uint64_t Timeline(int64_t time_ns) {
   return time_ns > 0 ? static_cast<uint64_t>(time_ns) : 0;
+}
+
+// The packets before `to_pts`. False when there are none.
+bool CopyPackets(const std::shared_ptr<DeferredPayloads>& shared, uint64_t to_pts,
+                 PayloadAccess access, std::vector<BufferedPacket>& out) {
+  out.clear();
+  if (shared == nullptr) return false;
+  out.reserve(shared->PacketCount());
+  for (size_t g = 0; g < shared->groups().size(); ++g) {
+    const std::vector<HeldPacket>& packets = shared->groups()[g]->packets;
+    for (size_t i = 0; i < packets.size(); ++i) {
+      if (packets[i].pts >= to_pts) continue;
+      BufferedPacket copy;
+      copy.pts = packets[i].pts;
+      copy.dts = packets[i].dts;
+      copy.keyframe = i == 0;
+      if (access == PayloadAccess::Later) {
+        copy.deferred = shared;
+        copy.deferred_index = DeferredPayloads::IndexOf(g, i);
+      } else {
+        copy.payload = shared->Read(DeferredPayloads::IndexOf(g, i));
+        if (!copy.payload) return !out.empty();
+      }
+      out.push_back(std::move(copy));
+    }
+  }
+  return !out.empty();
 }
 
 }  // namespace
@@ -37,7 +63,7 @@ std::shared_ptr<ReplayBuffer> ReplayBuffer::Create(const ReplayBufferOptions& op
   return std::shared_ptr<ReplayBuffer>(new ReplayBuffer(options));
 }
 
-ReplayBuffer::ReplayBuffer(const ReplayBufferOptions& options) : blocks_(kBlockOptions) {
+ReplayBuffer::ReplayBuffer(const ReplayBufferOptions& options) {
   MutexLock lock(mutex_);
   Configure(options);
   files_.Open(options.directory, options.file_prefix);
@@ -59,47 +85,48 @@ void ReplayBuffer::Append(EncodedPacket packet) {
     ++packets_refused_;
     return;
   }
-  HeldPacket held{std::move(packet.data), Timeline(packet.pts), Timeline(packet.dts), 0, 0};
-  held.size = held.payload.size();
-  const uint64_t pts = held.pts;
-  const uint64_t size = held.size;
-  uint64_t segment = 0;
-  if (files_.IsOpen() && !WriteOut(held, packet.keyframe, segment)) return;
-  if (packet.keyframe) {
-    groups_.push_back({pts, pts, 0, segment, 0});
-    if (files_.IsOpen()) files_.AddGroup();
-  }
-  packets_.push_back(std::move(held));
-  KeyframeGroup& group = groups_.back();
-  ++group.packets;
+  PayloadPlace place;
+  place.size = packet.data.size();
+  if (files_.IsOpen() && !WriteOut(packet, place)) return;
+  const uint64_t pts = Timeline(packet.pts);
+  if (packet.keyframe) OpenGroup(pts, place.segment);
+  if (files_.IsOpen()) packet.data = Payload();
+  KeyframeGroup& group = *groups_.back();
+  group.packets.push_back(
+      {std::move(packet.data), pts, Timeline(packet.dts), place.offset, place.size});
   group.end_pts = std::max(group.end_pts, pts);
-  group.bytes += size;
-  total_bytes_ += size;
+  group.bytes += place.size;
+  total_bytes_ += place.size;
+  ++packet_count_;
   Evict();
 }
 
-bool ReplayBuffer::WriteOut(HeldPacket& packet, bool keyframe, uint64_t& segment) {
-  PayloadPlace place;
-  if (!files_.Write(packet.payload.bytes(), keyframe, place)) {
-    ++disk_failures_;
-    // A group with a hole cannot be decoded past it, and its picture would freeze.
-    if (!keyframe) DropNewestGroup();
-    wait_for_keyframe_ = true;
-    return false;
-  }
-  packet.payload = Payload();
-  packet.offset = place.offset;
-  segment = place.segment;
-  return true;
+bool ReplayBuffer::WriteOut(const EncodedPacket& packet, PayloadPlace& place) {
+  if (files_.Write(packet.data.bytes(), packet.keyframe, place)) return true;
+  ++disk_failures_;
+  // A group with a hole cannot be decoded past it, and its picture would freeze.
+  if (!packet.keyframe) DropNewestGroup();
+  wait_for_keyframe_ = true;
+  return false;
+}
+
+void ReplayBuffer::OpenGroup(uint64_t start_pts, uint64_t segment) {
+  auto group = std::make_shared<KeyframeGroup>();
+  group->start_pts = start_pts;
+  group->segment = segment;
+  // Groups are mostly as long as the one before.
+  if (!groups_.empty()) group->packets.reserve(groups_.back()->packets.size());
+  groups_.push_back(std::move(group));
+  if (files_.IsOpen()) files_.AddGroup();
 }
 
 void ReplayBuffer::Evict() {
   if (groups_.empty()) return;
-  const uint64_t newest = groups_.back().end_pts;
+  const uint64_t newest = groups_.back()->end_pts;
   if (temp_budget_bytes_ != 0 && newest >= temp_budget_until_pts_) temp_budget_bytes_ = 0;
   const uint64_t budget = std::max(budget_bytes_, temp_budget_bytes_);
   while (groups_.size() > 1) {
-    const uint64_t second = groups_[1].start_pts;
+    const uint64_t second = groups_[1]->start_pts;
     const bool needed = newest < second || newest - second < window_ns_;
     if (needed && total_bytes_ <= budget) break;
     DropOldestGroup();
@@ -109,32 +136,34 @@ void ReplayBuffer::Evict() {
 
 void ReplayBuffer::TrimHeld() {
   if (groups_.size() > 1) {
-    if (groups_.back().start_pts < trim_from_pts_ + trim_hold_ns_) return;
-    while (groups_.size() > 1 && groups_.front().start_pts < trim_from_pts_) DropOldestGroup();
+    if (groups_.back()->start_pts < trim_from_pts_ + trim_hold_ns_) return;
+    while (groups_.size() > 1 && groups_.front()->start_pts < trim_from_pts_) DropOldestGroup();
   }
   trim_pending_ = false;
 }
 
 void ReplayBuffer::DropOldestGroup() {
-  const KeyframeGroup& group = groups_.front();
-  packets_.erase(packets_.begin(), packets_.begin() + static_cast<ptrdiff_t>(group.packets));
-  total_bytes_ -= group.bytes;
-  if (files_.IsOpen()) files_.ReleaseGroup(group.segment);
+  const KeyframeGroup& group = *groups_.front();
+  for (const HeldPacket& packet : group.packets) packet.payload.Prefetch();
+  ForgetGroup(group);
   groups_.pop_front();
   ++groups_evicted_;
 }
 
 void ReplayBuffer::DropNewestGroup() {
-  const KeyframeGroup& group = groups_.back();
-  packets_.erase(packets_.end() - static_cast<ptrdiff_t>(group.packets), packets_.end());
-  total_bytes_ -= group.bytes;
-  if (files_.IsOpen()) files_.ReleaseGroup(group.segment);
+  ForgetGroup(*groups_.back());
   groups_.pop_back();
+}
+
+void ReplayBuffer::ForgetGroup(const KeyframeGroup& group) {
+  total_bytes_ -= group.bytes;
+  packet_count_ -= static_cast<uint32_t>(group.packets.size());
+  if (files_.IsOpen()) files_.ReleaseGroup(group.segment);
 }
 
 void ReplayBuffer::DropAll() {
   groups_.clear();
-  packets_.clear();
+  packet_count_ = 0;
   total_bytes_ = 0;
   temp_budget_bytes_ = 0;
   wait_for_keyframe_ = false;
@@ -158,7 +187,7 @@ bool ReplayBuffer::Reconfigure(const ReplayBufferOptions& options) {
     temp_budget_bytes_ = 0;
   } else if (!groups_.empty() && budget_bytes_ < old_budget && budget_bytes_ < total_bytes_) {
     temp_budget_bytes_ = std::max(temp_budget_bytes_, std::min(old_budget, total_bytes_));
-    temp_budget_until_pts_ = groups_.back().end_pts + window_ns_;
+    temp_budget_until_pts_ = groups_.back()->end_pts + window_ns_;
   }
   Evict();
   const bool cut = span_before >= kNoticeableSpanNs && SpanLocked() < kLostSpanNs;
@@ -187,99 +216,58 @@ bool ReplayBuffer::TakeTrimPending() {
 
 bool ReplayBuffer::Snapshot(uint32_t seconds, std::vector<BufferedPacket>& out,
                             PayloadAccess access) {
-  out.clear();
-  std::shared_ptr<DeferredPayloads> deferred;
+  std::shared_ptr<DeferredPayloads> shared;
   {
     MutexLock lock(mutex_);
-    Range range;
-    if (!FindNewest(seconds, range)) return false;
-    CopyOut(range, out, deferred);
+    if (!groups_.empty()) Share(FindNewest(seconds), kNoEnd, shared);
   }
-  return Finish(out, std::move(deferred), access);
+  return CopyPackets(shared, kNoEnd, access, out);
 }
 
 bool ReplayBuffer::SnapshotRange(uint64_t from_pts, uint64_t to_pts,
                                  std::vector<BufferedPacket>& out, PayloadAccess access) {
-  out.clear();
-  std::shared_ptr<DeferredPayloads> deferred;
+  std::shared_ptr<DeferredPayloads> shared;
   {
     MutexLock lock(mutex_);
-    Range range;
-    if (!FindRange(from_pts, to_pts, range)) return false;
-    CopyOut(range, out, deferred);
+    if (!groups_.empty() && to_pts > from_pts) Share(FindRange(from_pts), to_pts, shared);
   }
-  return Finish(out, std::move(deferred), access);
+  return CopyPackets(shared, to_pts, access, out);
 }
 
-bool ReplayBuffer::FindNewest(uint32_t seconds, Range& range) const {
-  if (groups_.empty()) return false;
-  const uint64_t newest = groups_.back().end_pts;
+size_t ReplayBuffer::FindNewest(uint32_t seconds) const {
+  const uint64_t newest = groups_.back()->end_pts;
   const uint64_t length = seconds * kNsPerSecond;
   const uint64_t cutoff = newest > length ? newest - length : 0;
-  while (range.group + 1 < groups_.size() && groups_[range.group].start_pts < cutoff) {
-    range.first += groups_[range.group++].packets;
-  }
-  range.to_pts = std::numeric_limits<uint64_t>::max();
-  return true;
+  size_t group = 0;
+  while (group + 1 < groups_.size() && groups_[group]->start_pts < cutoff) ++group;
+  return group;
 }
 
-bool ReplayBuffer::FindRange(uint64_t from_pts, uint64_t to_pts, Range& range) const {
-  if (groups_.empty() || to_pts <= from_pts) return false;
-  while (range.group + 1 < groups_.size() && groups_[range.group + 1].start_pts <= from_pts) {
-    range.first += groups_[range.group++].packets;
-  }
-  if (groups_[range.group].end_pts < from_pts) range.first += groups_[range.group++].packets;
-  range.to_pts = to_pts;
-  return range.group < groups_.size() && groups_[range.group].start_pts < to_pts;
+size_t ReplayBuffer::FindRange(uint64_t from_pts) const {
+  size_t group = 0;
+  while (group + 1 < groups_.size() && groups_[group + 1]->start_pts <= from_pts) ++group;
+  return groups_[group]->end_pts < from_pts ? group + 1 : group;
 }
 
-void ReplayBuffer::CopyOut(const Range& range, std::vector<BufferedPacket>& out,
-                           std::shared_ptr<DeferredPayloads>& deferred) {
-  out.reserve(packets_.size() - range.first);
-  if (files_.IsOpen()) {
-    deferred =
-        std::make_shared<DeferredPayloads>(shared_from_this(), files_.folder(), files_.prefix());
-    files_.OpenSnapshot();
-    deferred->Reserve(packets_.size() - range.first);
-  }
-  auto packet = packets_.begin() + static_cast<ptrdiff_t>(range.first);
-  for (size_t g = range.group; g < groups_.size(); ++g) {
-    const KeyframeGroup& group = groups_[g];
-    if (group.start_pts >= range.to_pts) break;
-    for (size_t i = 0; i < group.packets; ++i, ++packet) {
-      if (packet->pts >= range.to_pts) continue;
-      BufferedPacket& copy = out.emplace_back();
-      copy.pts = packet->pts;
-      copy.dts = packet->dts;
-      copy.keyframe = i == 0;
-      if (deferred == nullptr) {
-        copy.payload = packet->payload;
-      } else {
-        copy.deferred_index = deferred->Add({group.segment, packet->offset, packet->size});
-      }
-    }
-  }
-}
-
-bool ReplayBuffer::Finish(std::vector<BufferedPacket>& out,
-                          std::shared_ptr<DeferredPayloads> deferred, PayloadAccess access) {
-  if (deferred == nullptr) return !out.empty();
-  for (size_t i = 0; i < out.size(); ++i) {
-    if (access == PayloadAccess::Later) {
-      out[i].deferred = deferred;
-      continue;
-    }
-    out[i].payload = deferred->Read(out[i].deferred_index);
-    if (!out[i].payload) out.resize(i);
-  }
-  return !out.empty();
+void ReplayBuffer::Share(size_t first, uint64_t to_pts, std::shared_ptr<DeferredPayloads>& shared) {
+  size_t end = first;
+  while (end < groups_.size() && groups_[end]->start_pts < to_pts) ++end;
+  if (end == first) return;
+  std::vector<std::shared_ptr<const KeyframeGroup>> groups;
+  groups.reserve(end - first);
+  for (size_t g = first; g < end; ++g) groups.push_back(groups_[g]);
+  // The newest group goes on growing.
+  if (end == groups_.size()) groups.back() = std::make_shared<KeyframeGroup>(*groups_.back());
+  shared = std::make_shared<DeferredPayloads>(shared_from_this(), files_.folder(), files_.prefix(),
+                                              std::move(groups));
+  files_.OpenSnapshot();
 }
 
 ReplayBufferStats ReplayBuffer::Stats() const {
   MutexLock lock(mutex_);
   ReplayBufferStats stats;
   stats.bytes = total_bytes_;
-  stats.packets = static_cast<uint32_t>(packets_.size());
+  stats.packets = packet_count_;
   stats.groups = static_cast<uint32_t>(groups_.size());
   stats.groups_evicted = groups_evicted_;
   stats.packets_refused = packets_refused_;
@@ -297,8 +285,8 @@ void ReplayBuffer::ReleaseSnapshot(uint32_t failed_reads) {
 
 uint64_t ReplayBuffer::SpanLocked() const {
   if (groups_.empty()) return 0;
-  const uint64_t start = groups_.front().start_pts;
-  const uint64_t end = groups_.back().end_pts;
+  const uint64_t start = groups_.front()->start_pts;
+  const uint64_t end = groups_.back()->end_pts;
   return end > start ? end - start : 0;
 }
 

@@ -5,11 +5,9 @@
 // progress keeps the history alive.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <memory_resource>
 #include <string>
 #include <vector>
 
@@ -20,6 +18,7 @@
 namespace orventa {
 
 class DeferredPayloads;
+struct KeyframeGroup;
 
 struct ReplayBufferOptions {
   uint32_t seconds = 300;  // time window; 0 counts as 1
@@ -82,46 +81,24 @@ class ReplayBuffer : public std::enable_shared_from_this<ReplayBuffer> {
   void ReleaseSnapshot(uint32_t failed_reads);
 
  private:
-  // Small, since an hour holds hundreds of thousands. A packet is a keyframe if and
-  // only if it is the first of its group.
-  struct HeldPacket {
-    Payload payload;  // none while it lies on disk
-    uint64_t pts = 0;
-    uint64_t dts = 0;
-    uint64_t offset = 0;  // in the group's payload file
-    uint64_t size = 0;
-  };
-  struct KeyframeGroup {
-    uint64_t start_pts = 0;
-    uint64_t end_pts = 0;  // greatest pts
-    uint64_t bytes = 0;
-    uint64_t segment = 0;  // payload file, while on disk
-    size_t packets = 0;
-  };
-  // A run of packets to copy out: `first` is the first packet of `group`.
-  struct Range {
-    size_t group = 0;
-    size_t first = 0;
-    uint64_t to_pts = 0;
-  };
-
   explicit ReplayBuffer(const ReplayBufferOptions& options);
 
   void Configure(const ReplayBufferOptions& options) ORVENTA_REQUIRES(mutex_);
-  bool WriteOut(HeldPacket& packet, bool keyframe, uint64_t& segment) ORVENTA_REQUIRES(mutex_);
+  bool WriteOut(const EncodedPacket& packet, PayloadPlace& place) ORVENTA_REQUIRES(mutex_);
+  void OpenGroup(uint64_t start_pts, uint64_t segment) ORVENTA_REQUIRES(mutex_);
   void Evict() ORVENTA_REQUIRES(mutex_);
   void TrimHeld() ORVENTA_REQUIRES(mutex_);
   void DropOldestGroup() ORVENTA_REQUIRES(mutex_);
   void DropNewestGroup() ORVENTA_REQUIRES(mutex_);
+  void ForgetGroup(const KeyframeGroup& group) ORVENTA_REQUIRES(mutex_);
   void DropAll() ORVENTA_REQUIRES(mutex_);
   uint64_t SpanLocked() const ORVENTA_REQUIRES(mutex_);
-  bool FindNewest(uint32_t seconds, Range& range) const ORVENTA_REQUIRES(mutex_);
-  bool FindRange(uint64_t from_pts, uint64_t to_pts, Range& range) const ORVENTA_REQUIRES(mutex_);
-  // `deferred` must outlive the lock: it takes it when it goes.
-  void CopyOut(const Range& range, std::vector<BufferedPacket>& out,
-               std::shared_ptr<DeferredPayloads>& deferred) ORVENTA_REQUIRES(mutex_);
-  bool Finish(std::vector<BufferedPacket>& out, std::shared_ptr<DeferredPayloads> deferred,
-              PayloadAccess access);
+  size_t FindNewest(uint32_t seconds) const ORVENTA_REQUIRES(mutex_);
+  size_t FindRange(uint64_t from_pts) const ORVENTA_REQUIRES(mutex_);
+  // The groups from the first on that begin before `to_pts`; none when there are
+  // none. The result takes the lock when it goes, so it must outlive it here.
+  void Share(size_t first, uint64_t to_pts, std::shared_ptr<DeferredPayloads>& shared)
+      ORVENTA_REQUIRES(mutex_);
 
   mutable Mutex mutex_;
   ReplayBufferOptions options_ ORVENTA_GUARDED_BY(mutex_);
@@ -130,10 +107,9 @@ class ReplayBuffer : public std::enable_shared_from_this<ReplayBuffer> {
   // A larger budget for the time after an elastic one shrank; 0: none.
   uint64_t temp_budget_bytes_ ORVENTA_GUARDED_BY(mutex_) = 0;
   uint64_t temp_budget_until_pts_ ORVENTA_GUARDED_BY(mutex_) = 0;
-  // Hands blocks that the queues let go of at the front out again at the back.
-  std::pmr::unsynchronized_pool_resource blocks_ ORVENTA_GUARDED_BY(mutex_);
-  std::pmr::deque<KeyframeGroup> groups_ ORVENTA_GUARDED_BY(mutex_){&blocks_};
-  std::pmr::deque<HeldPacket> packets_ ORVENTA_GUARDED_BY(mutex_){&blocks_};  // of all groups
+  // All but the newest are immutable, since snapshots share them.
+  std::deque<std::shared_ptr<KeyframeGroup>> groups_ ORVENTA_GUARDED_BY(mutex_);
+  uint32_t packet_count_ ORVENTA_GUARDED_BY(mutex_) = 0;
   uint64_t total_bytes_ ORVENTA_GUARDED_BY(mutex_) = 0;
   uint32_t groups_evicted_ ORVENTA_GUARDED_BY(mutex_) = 0;
   uint32_t packets_refused_ ORVENTA_GUARDED_BY(mutex_) = 0;
