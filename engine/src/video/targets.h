@@ -9,6 +9,7 @@
 
 #include "base/status.h"
 #include "video/capture.h"
+#include "video/setting_overrides.h"
 
 namespace orventa {
 
@@ -19,7 +20,7 @@ struct FoundTarget {
   std::string path;         // the program file; empty when unknown
   size_t list_index = 0;    // place in the game list; a lower one wins
   bool any_game = false;    // chosen because it looks like a game
-  bool custom_settings = false;
+  SettingOverrides settings;  // in force while this target is captured
 
   bool IsWindow() const { return target.kind == CaptureTarget::Kind::Window; }
 };

@@ -1,0 +1,45 @@
+// The places where sound, dynamic range probing, recordings, screenshots, presses
+// and the webcam join a pipeline. None of them is built yet: every operation is
+// called at its place in the order and answers that there is nothing to do.
+// Engine thread.
+#pragma once
+
+namespace orventa {
+
+class PipelineParts {
+ public:
+  // Recordings. While one runs, restarts and pauses wait for its end.
+  bool RecordingWanted() const { return false; }
+  void CloseEarlierRecording() {}
+  void CheckAutomaticRecording() {}
+  void SteerRecording() {}
+  void CheckRecordingDrive() {}
+  void StopRecording() {}
+
+  // Sound.
+  void OpenSound() {}
+  void PlaceSound() {}  // on the timeline of the pipeline that begins
+  // False: the running chain cannot take the new settings.
+  bool ApplySoundSettings() { return true; }
+  void PumpSound() {}
+  void FinishSound() {}
+  void ClearSound() {}
+
+  // Dynamic range.
+  void OpenProbe() {}
+  void FeedProbe() {}
+  void CollectBrightness() {}
+
+  // Screenshots.
+  void ServeScreenshot() {}
+  void FinishScreenshot() {}
+
+  // Webcam and presses.
+  void SteerWebcam() {}
+  void StopWebcamTimes() {}
+  void StopWebcam() {}
+  void ClearWebcam() {}
+  void ClosePresses() {}
+};
+
+}  // namespace orventa

@@ -1,0 +1,85 @@
+// What outlives pipelines and is shared with the engine's callers: the settings in
+// force, the history with the description of its stream, and the notes beside it.
+// One lock, the settings lock; any thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "base/mutex.h"
+#include "mp4/movie.h"
+#include "video/clip_saver.h"
+#include "video/effective_settings.h"
+#include "video/encoder_choice.h"
+#include "video/replay_buffer.h"
+#include "video/timeline_notes.h"
+
+namespace orventa {
+
+class SessionState {
+ public:
+  // `disk_folder`: where a history on disk keeps its payload files.
+  SessionState(const Config& base, SettingApplier apply, std::string disk_folder);
+
+  // A new session: an empty history, nothing noted.
+  void Begin();
+  void End();  // saves find no history from now on
+
+  // Settings. Each takes the new ones over into the history as well and returns
+  // what that means; `history_lost` when a noticeable part of it went.
+  struct Outcome {
+    SettingsChange change;
+    bool history_lost = false;
+  };
+  Outcome SetBase(const Config& base);
+  Outcome SetSession(SettingOverrides overrides);
+  Outcome SetTarget(SettingOverrides overrides);
+  Outcome KeepForOldTarget(uint64_t now_ns);
+  Outcome ExpireKept(uint64_t now_ns);
+  void ForgetKept();
+
+  Config Effective() const;
+  bool HasSessionOverrides() const;
+  // Lengths in force, in seconds.
+  struct Lengths {
+    uint32_t replay = 0;
+    uint32_t clip = 0;
+  };
+  Lengths InForce() const;
+
+  // The history. Null before the first Begin.
+  std::shared_ptr<ReplayBuffer> history() const;
+  void ClearHistory();
+  // The stream that comes next. Packets that it cannot continue are dropped; true
+  // when there were some.
+  bool SetVideo(Mp4VideoTrack video);
+  // Works the byte budget out anew; true when a noticeable part of the history went.
+  bool SetBudgetBasis(const BudgetBasis& basis);
+
+  // Notes. `pts` is the newest packet's; returns how many a save would hold.
+  void NotePipeline(TargetPeriod period, bool target_changed, int64_t wall_ms);
+  size_t AddMarker(uint64_t pts);
+  size_t AddEvent(ClipEvent event);
+
+  // A copy of what a save needs, but for what the status board knows.
+  // `seconds` 0: the whole replay.
+  ClipSources SourcesForClip(uint32_t seconds) const;
+
+ private:
+  Outcome Changed(const Config& before) ORVENTA_REQUIRES(lock_);
+  bool ReconfigureHistory() ORVENTA_REQUIRES(lock_);
+  uint64_t OldestWanted(uint64_t newest_pts) const ORVENTA_REQUIRES(lock_);
+
+  const std::string disk_folder_;
+
+  mutable Mutex lock_;
+  EffectiveSettings settings_ ORVENTA_GUARDED_BY(lock_);
+  BudgetBasis basis_ ORVENTA_GUARDED_BY(lock_);
+  std::shared_ptr<ReplayBuffer> history_ ORVENTA_GUARDED_BY(lock_);
+  Mp4VideoTrack video_ ORVENTA_GUARDED_BY(lock_);
+  TimelineNotes notes_ ORVENTA_GUARDED_BY(lock_);
+};
+
+}  // namespace orventa
