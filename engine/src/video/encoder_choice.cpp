@@ -84,7 +84,8 @@ EncoderSettings ChooseEncoderSettings(const Config& config, PictureSize source,
 
   EncoderSettings out;
   out.codec = video.codec;
-  out.input_format = hdr10 || (video.ten_bit && deep_codec) ? EncoderInput::P010 : EncoderInput::Nv12;
+  out.input_format =
+      hdr10 || (video.ten_bit && deep_codec) ? EncoderInput::P010 : EncoderInput::Nv12;
   out.width = size.width;
   out.height = size.height;
   out.fps_num = std::max(1U, video.fps);

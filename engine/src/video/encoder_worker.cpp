@@ -30,7 +30,9 @@ EncoderWorker::EncoderWorker(IClock& clock, IVideoEncoder& encoder, IPacketSink&
       changed_(clock.MakeWaitPoint()),
       thread_(clock.StartThread("encoder", ThreadPriority::FrameClock, [this] { Work(); })) {}
 
-EncoderWorker::~EncoderWorker() { Stop(); }
+EncoderWorker::~EncoderWorker() {
+  Stop();
+}
 
 bool EncoderWorker::Submit(EncoderFrame frame, const std::atomic<bool>& give_up) {
   uint32_t waiting = 0;
@@ -85,8 +87,7 @@ void EncoderWorker::Work() {
         drain_wanted_ = false;
         break;
       }
-      case Task::Stop:
-        return;
+      case Task::Stop: return;
     }
     changed_->NotifyAll();
   }
@@ -175,16 +176,15 @@ bool EncoderWorker::CollectOne(Status& status) {
       if (InFlight() > 0) in_flight_.fetch_sub(1, std::memory_order_relaxed);
       sink_.Take(std::move(packet));
       return true;
-    case CollectResult::Finished:
-      in_flight_ = 0;
-      return true;
-    case CollectResult::NothingYet:
-      break;
+    case CollectResult::Finished: in_flight_ = 0; return true;
+    case CollectResult::NothingYet: break;
   }
   return false;
 }
 
-void EncoderWorker::PollPause() { clock_.SleepUntil(clock_.SteadyNs() + kPollNs); }
+void EncoderWorker::PollPause() {
+  clock_.SleepUntil(clock_.SteadyNs() + kPollNs);
+}
 
 void EncoderWorker::Fail(Status status) {
   {

@@ -10,7 +10,9 @@
 namespace orventa {
 namespace {
 
-Status NotRunning() { return {StatusCode::InvalidArgument, "engine is not running"}; }
+Status NotRunning() {
+  return {StatusCode::InvalidArgument, "engine is not running"};
+}
 
 Status NotHereYet(const char* what) {
   return {StatusCode::Unsupported, std::string(what) + " are not here yet"};
@@ -22,7 +24,9 @@ Engine::Engine(const EnginePlatform& platform, const KnownFolders& folders, cons
                SettingApplier apply)
     : core_(platform, folders, config, std::move(apply)) {}
 
-Engine::~Engine() { Stop(); }
+Engine::~Engine() {
+  Stop();
+}
 
 Status Engine::Start() {
   if (started_.exchange(true)) return {};
@@ -30,8 +34,7 @@ Status Engine::Start() {
   core_.session.Begin();
   // The thread tries again; here it only tells the caller early whether anything on
   // this machine can encode.
-  if (const Status device = core_.device.Obtain(core_.session.Effective().adapter);
-      !device.ok()) {
+  if (const Status device = core_.device.Obtain(core_.session.Effective().adapter); !device.ok()) {
     LogWarning("no graphics device yet: %s", device.ToString().c_str());
   }
   core_.status.Update(
@@ -54,7 +57,9 @@ void Engine::Stop() {
   started_ = false;
 }
 
-bool Engine::IsRunning() const { return started_; }
+bool Engine::IsRunning() const {
+  return started_;
+}
 
 void Engine::SetPaused(bool paused) {
   const bool was_paused = core_.orders.paused;
@@ -62,13 +67,25 @@ void Engine::SetPaused(bool paused) {
   core_.orders.Set(core_.orders.paused, paused);
 }
 
-bool Engine::IsPaused() const { return core_.orders.paused; }
+bool Engine::IsPaused() const {
+  return core_.orders.paused;
+}
 
-Status Engine::StartRecording(std::string&) { return NotHereYet("recordings"); }
-Status Engine::StopRecording(std::string&) { return NotHereYet("recordings"); }
-bool Engine::IsRecording() const { return false; }
-Status Engine::TakeScreenshot(std::string&) { return NotHereYet("screenshots"); }
-bool Engine::ToggleWebcam() { return false; }
+Status Engine::StartRecording(std::string&) {
+  return NotHereYet("recordings");
+}
+Status Engine::StopRecording(std::string&) {
+  return NotHereYet("recordings");
+}
+bool Engine::IsRecording() const {
+  return false;
+}
+Status Engine::TakeScreenshot(std::string&) {
+  return NotHereYet("screenshots");
+}
+bool Engine::ToggleWebcam() {
+  return false;
+}
 
 // Presses and push to talk wait for the press log and the sound pump, which are
 // not here yet; nothing is kept of them.
@@ -130,7 +147,9 @@ void Engine::SetSessionOverrides(std::vector<std::pair<std::string, std::string>
   core_.orders.Set(core_.orders.restart_requested, true);
 }
 
-void Engine::ClearHistory() { core_.orders.Set(core_.orders.clear_requested, true); }
+void Engine::ClearHistory() {
+  core_.orders.Set(core_.orders.clear_requested, true);
+}
 
 Status Engine::ApplySettings(const Config& config) {
   const SessionState::Outcome outcome = core_.session.SetBase(config);
@@ -142,16 +161,22 @@ Status Engine::ApplySettings(const Config& config) {
   return {};
 }
 
-bool Engine::HasNoEncoder() const { return core_.device.no_encoder(); }
+bool Engine::HasNoEncoder() const {
+  return core_.device.no_encoder();
+}
 
-void Engine::RetryEncoder() { core_.orders.Set(core_.orders.retry_encoder, true); }
+void Engine::RetryEncoder() {
+  core_.orders.Set(core_.orders.retry_encoder, true);
+}
 
 void Engine::NotifySuspending() {
   core_.orders.suspended_at_ns = core_.clock().SteadyNs();
   core_.orders.Set(core_.orders.suspended, true);
 }
 
-void Engine::NotifyResumed() { core_.orders.Set(core_.orders.suspended, false); }
+void Engine::NotifyResumed() {
+  core_.orders.Set(core_.orders.suspended, false);
+}
 
 EngineSnapshot Engine::GetStatus() const {
   EngineSnapshot snapshot = core_.status.Read(core_.clock().SteadyNs());
@@ -172,7 +197,9 @@ EngineSnapshot Engine::GetStatus() const {
   return snapshot;
 }
 
-Config Engine::GetSettings() const { return core_.session.Effective(); }
+Config Engine::GetSettings() const {
+  return core_.session.Effective();
+}
 
 std::unique_ptr<ReplayEngine> MakeEngine(const EnginePlatform& platform,
                                          const KnownFolders& folders, const Config& config,

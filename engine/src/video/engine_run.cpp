@@ -52,17 +52,10 @@ void EngineRun::Round() {
   const Status status = BuildAndRun();
   if (status.code() != StatusCode::NoTarget) no_target_since_ns_.reset();
   switch (status.code()) {
-    case StatusCode::Ok:
-      failures_ = 0;
-      break;
-    case StatusCode::NoTarget:
-      WaitForTarget();
-      break;
-    case StatusCode::NoEncoder:
-      WaitForEncoder(status);
-      break;
-    default:
-      AfterFailure(status);
+    case StatusCode::Ok: failures_ = 0; break;
+    case StatusCode::NoTarget: WaitForTarget(); break;
+    case StatusCode::NoEncoder: WaitForEncoder(status); break;
+    default: AfterFailure(status);
   }
 }
 
@@ -158,12 +151,11 @@ void EngineRun::PlaceOnTimeline(const Pipeline& pipeline) {
   const FoundTarget& target = pipeline.target;
   const std::string& identity = Pipeline::IdentityOf(target);
   const std::shared_ptr<ReplayBuffer> history = core_.session.history();
-  const bool changed =
-      changes_.PipelineStarts({.identity = identity,
-                               .is_window = target.IsWindow(),
-                               .after_sleep = std::exchange(resumed_, false),
-                               .now_ns = clock().SteadyNs()},
-                              [&] { return history->TakeTrimPending(); });
+  const bool changed = changes_.PipelineStarts({.identity = identity,
+                                                .is_window = target.IsWindow(),
+                                                .after_sleep = std::exchange(resumed_, false),
+                                                .now_ns = clock().SteadyNs()},
+                                               [&] { return history->TakeTrimPending(); });
   if (changed) history->HoldFor(next_pts_, kTrimHoldNs);
   core_.session.NotePipeline({.start_pts = next_pts_,
                               .name = target.name,
@@ -244,6 +236,8 @@ void EngineRun::ClearHistories() {
   core_.parts.ClearWebcam();
 }
 
-void EngineRun::ReleaseDevice() { core_.device.Release(); }
+void EngineRun::ReleaseDevice() {
+  core_.device.Release();
+}
 
 }  // namespace orventa

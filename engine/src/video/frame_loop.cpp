@@ -34,8 +34,7 @@ Status PipelineError(const GraphicsDevice* device, const char* what) {
   if (const uint32_t reason = device != nullptr ? device->RemovedReason() : 0; reason != 0) {
     return DeviceLost(reason);
   }
-  return {StatusCode::DriverError,
-          std::string("an unexpected error stopped the capture: ") + what};
+  return {StatusCode::DriverError, std::string("an unexpected error stopped the capture: ") + what};
 }
 
 FrameLoop::FrameLoop(EngineCore& core, const EngineSwitches& switches, PaceLog& pace,

@@ -20,10 +20,10 @@ struct Pipeline {
   Config config;  // in force when the pipeline was built
   std::shared_ptr<GraphicsDevice> device;
   std::unique_ptr<IVideoCapture> capture;
-  CapturedFrame frame;            // the newest that capture gave
-  PictureSize captured;           // pixels, as capture gives them
-  PictureSize source;             // rounded down to even numbers
-  DisplayDescription display;     // as it was when capture began
+  CapturedFrame frame;         // the newest that capture gave
+  PictureSize captured;        // pixels, as capture gives them
+  PictureSize source;          // rounded down to even numbers
+  DisplayDescription display;  // as it was when capture began
   std::unique_ptr<IVideoEncoder> encoder;
   std::string backend_name;
   std::unique_ptr<IFrameConverter> converter;

@@ -82,10 +82,9 @@ void PipelineBuilder::TakeSettings() {
 
 Status PipelineBuilder::OpenCapture() {
   Pipeline& p = *pipeline_;
-  const CaptureOptions options{
-      .capture_cursor = p.config.capture.capture_cursor,
-      .fps = std::max(1U, p.config.video.fps),
-      .treat_as_sdr = p.config.capture.dynamic_range == DynamicRange::Sdr};
+  const CaptureOptions options{.capture_cursor = p.config.capture.capture_cursor,
+                               .fps = std::max(1U, p.config.video.fps),
+                               .treat_as_sdr = p.config.capture.dynamic_range == DynamicRange::Sdr};
   if (Status status =
           core_.platform.graphics.CreateCapture(*p.device, p.target.target, options, p.capture);
       !status.ok()) {
@@ -113,8 +112,7 @@ Status PipelineBuilder::OpenVideoEncoder() {
   Pipeline& p = *pipeline_;
   const EncoderSettings wanted = ChooseEncoderSettings(p.config, p.source, p.display);
   IEncoderBackend* backend = nullptr;
-  Status opened =
-      OpenEncoder(core_.platform.backends, p.device.get(), wanted, p.encoder, backend);
+  Status opened = OpenEncoder(core_.platform.backends, p.device.get(), wanted, p.encoder, backend);
   if (opened.ok()) p.backend_name = std::string(backend->Name());
   return opened;
 }

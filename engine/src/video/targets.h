@@ -15,11 +15,11 @@ namespace orventa {
 
 struct FoundTarget {
   CaptureTarget target;
-  std::string name;         // the target's own name, "" for a display without one
-  std::string description;  // for people: title, or display name and size
-  std::string path;         // the program file; empty when unknown
-  size_t list_index = 0;    // place in the game list; a lower one wins
-  bool any_game = false;    // chosen because it looks like a game
+  std::string name;           // the target's own name, "" for a display without one
+  std::string description;    // for people: title, or display name and size
+  std::string path;           // the program file; empty when unknown
+  size_t list_index = 0;      // place in the game list; a lower one wins
+  bool any_game = false;      // chosen because it looks like a game
   SettingOverrides settings;  // in force while this target is captured
 
   bool IsWindow() const { return target.kind == CaptureTarget::Kind::Window; }

@@ -1,0 +1,65 @@
+// An engine on a fake clock with a fake card, screen, desktop and encoder: minutes
+// of its time pass in milliseconds. Knobs are turned between `Run`s.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "base/text.h"
+#include "tests/fakes/fake_clock.h"
+#include "tests/fakes/fake_encoder.h"
+#include "tests/fakes/fake_graphics.h"
+#include "tests/fakes/fake_targets.h"
+#include "video/engine.h"
+
+namespace orventa {
+
+inline constexpr uint64_t kMs = kNsPerMs;
+inline constexpr uint64_t kSec = kNsPerSecond;
+inline constexpr uint64_t kSlot60 = kNsPerSecond / 60;
+
+struct EngineRig {
+  EngineRig() {
+    config.replay.duration_seconds = 60;
+    folders.local_data = folders.videos = folders.program = ::testing::TempDir();
+  }
+
+  void Start(SettingApplier apply = ApplyForTest) {
+    engine = MakeEngine({.clock = clock,
+                         .graphics = graphics,
+                         .targets = targets,
+                         .windows = targets,
+                         .backends = {&backend}},
+                        folders, config, std::move(apply));
+    ASSERT_TRUE(engine->Start().ok());
+  }
+  // Starts with one window open and lets it run for a while.
+  void StartOnWindow(uint64_t run_ns, std::string name = "game") {
+    targets.Show(FakeTargets::Window(7, std::move(name)));
+    Start();
+    Run(run_ns);
+  }
+  void Run(uint64_t ns) { clock.RunFor(ns); }
+  EngineSnapshot Look() const { return engine->GetStatus(); }
+
+  // A few settings, the way the settings file names them.
+  static void ApplyForTest(Config& config, std::string_view key, std::string_view value) {
+    const auto number = static_cast<uint32_t>(ParseUnsigned(value).value_or(0));
+    if (key == "video.fps") config.video.fps = number;
+    if (key == "video.resolution") config.video.resolution = number;
+    if (key == "replay.duration_seconds") config.replay.duration_seconds = number;
+  }
+
+  FakeClock clock;
+  FakeScreen screen{clock};
+  FakeGraphics graphics{screen};
+  FakeTargets targets;
+  FakeEncoderBackend backend{clock};
+  KnownFolders folders;
+  Config config;
+  std::unique_ptr<ReplayEngine> engine;
+};
+
+}  // namespace orventa

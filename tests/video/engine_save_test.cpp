@@ -1,0 +1,94 @@
+// From the captured picture to the file: everything real but the screen, the
+// encoder and the clock.
+#include <gtest/gtest.h>
+
+#include "tests/video/engine_rig.h"
+
+namespace orventa {
+namespace {
+
+// SPS and PPS of a 640x360 baseline stream at 60 fps, as libx264 wrote them.
+const std::vector<uint8_t> kHeader = {0x00, 0x00, 0x00, 0x01, 0x67, 0x42, 0xc0, 0x1f, 0xd9, 0x00,
+                                      0xa0, 0x2f, 0xf9, 0x70, 0x11, 0x00, 0x00, 0x03, 0x00, 0x01,
+                                      0x00, 0x00, 0x03, 0x00, 0x78, 0x0f, 0x18, 0x32, 0x48, 0x00,
+                                      0x00, 0x00, 0x01, 0x68, 0xcb, 0x83, 0xcb, 0x20};
+
+uint32_t Big32(const std::string& bytes, size_t at) {
+  uint32_t value = 0;
+  for (size_t i = 0; i < 4; ++i) value = value << 8U | static_cast<uint8_t>(bytes.at(at + i));
+  return value;
+}
+
+// The sample count of the first sample size box.
+uint32_t SampleCount(const std::string& file) {
+  const size_t stsz = file.find("stsz");
+  return stsz == std::string::npos ? 0 : Big32(file, stsz + 4 + 4 + 4);
+}
+
+struct SaveRig : EngineRig {
+  SaveRig() {
+    folder = JoinPath(::testing::TempDir(), "orventa-engine-save");
+    config.storage.replay.directory = folder;
+    config.audio.enabled = false;
+    backend.header = [](const EncoderSettings&) { return kHeader; };
+  }
+  std::string folder;
+};
+
+TEST(EngineSave, ConvertedPicturesReachTheEncoderAndPacketsTheFile) {
+  SaveRig rig;
+  rig.graphics.real_conversion = true;
+  rig.screen.shade = 0xFF;
+  int white = 0;
+  int others = 0;
+  rig.backend.on_frame = [&](const EncoderFrame& frame) {
+    const MemoryPicture* picture = frame.picture->InMemory();
+    ASSERT_NE(picture, nullptr);
+    const PlaneView& luma = picture->plane(0);
+    // White is 235 in 8-bit limited range, in the middle as in the corner.
+    const bool all = luma.data[0] == 235 && luma.data[180 * luma.stride + 320] == 235;
+    ++(all ? white : others);
+  };
+  rig.StartOnWindow(12 * kSec);
+  EXPECT_GT(white, 700);
+  EXPECT_EQ(others, 0);
+
+  std::string path;
+  const Status saved = rig.engine->SaveReplay(5, path);
+  ASSERT_TRUE(saved.ok()) << saved.ToString();
+  std::string file;
+  ASSERT_TRUE(ReadWholeFile(path, 64U << 20U, file).ok());
+  EXPECT_EQ(file.substr(4, 4), "ftyp");
+  // Five seconds at most, less than a keyframe interval short of it.
+  EXPECT_LE(SampleCount(file), 301U);
+  EXPECT_GT(SampleCount(file), 240U);
+  EXPECT_EQ(rig.Look().saved_elsewhere, "");
+  EXPECT_TRUE(rig.Look().capturing) << "a save disturbs nothing";
+  EXPECT_TRUE(RemoveFile(path).ok());
+}
+
+TEST(EngineSave, AClipSpansPipelinesThatShareAHeader) {
+  SaveRig rig;
+  rig.StartOnWindow(10 * kSec);
+  rig.graphics.removed_reason = 1;
+  rig.Run(2500 * kMs);
+  rig.graphics.removed_reason = 0;
+  rig.Run(10 * kSec);
+  std::string path;
+  ASSERT_TRUE(rig.engine->SaveReplay(0, path).ok());
+  std::string file;
+  ASSERT_TRUE(ReadWholeFile(path, 64U << 20U, file).ok());
+  EXPECT_NEAR(SampleCount(file), 20 * 60, 30);
+  EXPECT_TRUE(RemoveFile(path).ok());
+}
+
+TEST(EngineSave, NothingHeldIsSaidSo) {
+  SaveRig rig;
+  rig.Start();
+  std::string path;
+  EXPECT_EQ(rig.engine->SaveReplay(0, path),
+            Status(StatusCode::InvalidArgument, "no replay held yet"));
+}
+
+}  // namespace
+}  // namespace orventa

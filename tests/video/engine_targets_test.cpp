@@ -1,0 +1,141 @@
+// Which target is captured, and what becomes of the old one's footage.
+#include <gtest/gtest.h>
+
+#include "tests/video/engine_rig.h"
+
+namespace orventa {
+namespace {
+
+void Close(EngineRig& rig) {
+  rig.screen.gone = true;
+  rig.targets.found.reset();
+  rig.targets.foreground = 0;
+}
+
+void Open(EngineRig& rig, const FoundTarget& target) {
+  rig.screen.gone = false;
+  rig.targets.Show(target);
+}
+
+TEST(EngineTargets, ClosedAndBackWithinTenSecondsKeepsTheHistory) {
+  EngineRig rig;
+  rig.StartOnWindow(30 * kSec);
+  Close(rig);
+  rig.Run(8 * kSec);
+  EXPECT_NEAR(rig.Look().buffered_seconds, 30, 0.5) << "kept while nothing is open";
+  Open(rig, FakeTargets::Window(9, "game"));
+  rig.Run(25 * kSec);
+  EXPECT_NEAR(rig.Look().buffered_seconds, 55, 1.5);
+}
+
+TEST(EngineTargets, ClosedForLongerTrimsTheOldFootageAfterFifteenSeconds) {
+  EngineRig rig;
+  rig.StartOnWindow(30 * kSec);
+  Close(rig);
+  rig.Run(12 * kSec);
+  Open(rig, FakeTargets::Window(9, "game"));
+  rig.Run(14 * kSec);
+  EXPECT_GT(rig.Look().buffered_seconds, 40);
+  rig.Run(5 * kSec);
+  EXPECT_LT(rig.Look().buffered_seconds, 20);
+  EXPECT_EQ(rig.Look().history_resets, 0U);
+}
+
+TEST(EngineTargets, AFlipAwayAndStraightBackLosesNothing) {
+  EngineRig rig;
+  rig.StartOnWindow(20 * kSec);
+  Close(rig);
+  Open(rig, FakeTargets::Window(8, "other"));
+  rig.screen.gone = true;
+  rig.Run(100 * kMs);
+  rig.screen.gone = false;
+  rig.Run(5 * kSec);
+  EXPECT_EQ(rig.Look().target_name, "other");
+  rig.screen.gone = true;
+  rig.targets.Show(FakeTargets::Window(7, "game"));
+  rig.Run(100 * kMs);
+  rig.screen.gone = false;
+  rig.Run(20 * kSec);
+  EXPECT_EQ(rig.Look().target_name, "game");
+  EXPECT_GT(rig.Look().buffered_seconds, 44);
+}
+
+TEST(EngineTargets, AnotherGameInFrontForThreeSecondsIsSwitchedTo) {
+  EngineRig rig;
+  FoundTarget game = FakeTargets::Window(7, "game");
+  game.any_game = true;
+  FoundTarget other = FakeTargets::Window(8, "other");
+  other.any_game = true;
+  rig.targets.Show(game);
+  rig.Start();
+  rig.Run(5 * kSec);
+
+  rig.targets.without_claim = other;
+  rig.targets.foreground = 8;
+  rig.Run(2500 * kMs);
+  rig.targets.foreground = 7;
+  rig.Run(5 * kSec);
+  EXPECT_EQ(rig.Look().target_name, "game") << "only looked away";
+
+  rig.targets.foreground = 8;
+  rig.Run(2500 * kMs);
+  EXPECT_EQ(rig.Look().target_name, "game");
+  rig.targets.found = other;
+  rig.Run(3 * kSec);
+  EXPECT_EQ(rig.Look().target_name, "other");
+  EXPECT_EQ(rig.backend.opened, 2);
+}
+
+TEST(EngineTargets, ANamedWindowKeepsItsClaimUntilItIsMinimised) {
+  EngineRig rig;
+  rig.StartOnWindow(2 * kSec);
+  rig.targets.without_claim = FakeTargets::Window(8, "other");
+  rig.targets.foreground = 8;
+  rig.Run(10 * kSec);
+  EXPECT_EQ(rig.Look().target_name, "game");
+  rig.targets.minimised.insert(7);
+  rig.Run(2 * kSec);
+  rig.targets.found = rig.targets.without_claim;
+  rig.Run(3 * kSec);
+  EXPECT_EQ(rig.Look().target_name, "other");
+}
+
+TEST(EngineTargets, ABetterPlaceOnTheListWinsWithinTwoSeconds) {
+  EngineRig rig;
+  FoundTarget game = FakeTargets::Window(7, "game");
+  game.list_index = 3;
+  rig.targets.Show(game);
+  rig.Start();
+  rig.Run(5 * kSec);
+  rig.targets.found->list_index = 2;
+  rig.Run(5 * kSec);
+  EXPECT_EQ(rig.backend.opened, 1) << "the same window in a better place";
+
+  rig.targets.found = FakeTargets::Window(8, "favourite");
+  rig.Run(2500 * kMs);
+  EXPECT_EQ(rig.Look().target_name, "favourite");
+  EXPECT_EQ(rig.backend.opened, 2);
+}
+
+TEST(EngineTargets, AGamesOwnReplayLengthOutlivesIt) {
+  EngineRig rig;
+  FoundTarget game = FakeTargets::Window(7, "game");
+  game.settings = {{"replay.duration_seconds", "120"}, {"video.fps", "30"}};
+  rig.targets.Show(game);
+  rig.Start();
+  rig.Run(100 * kSec);
+  EXPECT_EQ(rig.Look().replay_seconds, 120U);
+  EXPECT_TRUE(rig.Look().target_custom_settings);
+  EXPECT_EQ(rig.backend.settings.fps_num, 30U);
+  Close(rig);
+  rig.Run(110 * kSec);
+  EXPECT_EQ(rig.Look().replay_seconds, 120U);
+  EXPECT_NEAR(rig.Look().buffered_seconds, 100, 1);
+  EXPECT_EQ(rig.engine->GetSettings().video.fps, 60U);
+  rig.Run(15 * kSec);
+  EXPECT_EQ(rig.Look().replay_seconds, 60U);
+  EXPECT_EQ(rig.Look().history_resets, 0U);
+}
+
+}  // namespace
+}  // namespace orventa
