@@ -85,7 +85,7 @@ class FakeEncoder final : public IVideoEncoder {
     const uint64_t keyframe_every =
         uint64_t{settings_.keyframe_seconds} * settings_.fps_num / settings_.fps_den;
     if (backend_.on_frame) backend_.on_frame(frame);
-    inside_[(head_ + count_) % inside_.size()] = {
+    inside_[(head_ + count_) % kInside] = {
         .pts = frame.pts,
         .ready_at_ns = backend_.clock.SteadyNs() + backend_.latency_ns,
         .keyframe = frame.force_keyframe || frames_ % keyframe_every == 0};
@@ -105,7 +105,7 @@ class FakeEncoder final : public IVideoEncoder {
     packet.data = oldest.keyframe ? backend_.key_payload : backend_.delta_payload;
     packet.pts = packet.dts = static_cast<int64_t>(oldest.pts);
     packet.keyframe = oldest.keyframe;
-    head_ = (head_ + 1) % inside_.size();
+    head_ = (head_ + 1) % kInside;
     --count_;
     return CollectResult::Packet;
   }
@@ -129,7 +129,8 @@ class FakeEncoder final : public IVideoEncoder {
   };
   FakeEncoderBackend& backend_;
   EncoderSettings settings_;
-  std::array<Frame, 64> inside_ = {};  // a ring, so that encoding never allocates
+  static constexpr uint32_t kInside = 64;
+  std::array<Frame, kInside> inside_ = {};  // a ring, so that encoding never allocates
   uint32_t head_ = 0;
   uint32_t count_ = 0;
   uint64_t frames_ = 0;

@@ -134,10 +134,13 @@ TEST(EncoderWorker, DrainAndStopEndInBoundedTime) {
   EXPECT_TRUE(rig.worker->Drain().ok());
   EXPECT_LE(rig.clock.SteadyNs() - before, kSec + 10 * kMs);
 
-  rig.give_up = true;
-  for (int i = 0; i < 10; ++i) {
-    static_cast<void>(rig.worker->Submit({.picture = rig.picture}, rig.give_up));
-  }
+  // One frame with the worker and a full queue; no more fit.
+  for (int i = 0; i < 4; ++i)
+    ASSERT_TRUE(rig.worker->Submit({.picture = rig.picture}, rig.give_up));
+  rig.clock.After(300 * kMs, [&] { rig.give_up = true; });
+  before = rig.clock.SteadyNs();
+  EXPECT_FALSE(rig.worker->Submit({.picture = rig.picture}, rig.give_up));
+  EXPECT_LE(rig.clock.SteadyNs() - before, 400 * kMs);
   before = rig.clock.SteadyNs();
   rig.worker->Stop();
   EXPECT_LE(rig.clock.SteadyNs() - before, 10 * kMs);

@@ -114,7 +114,9 @@ TEST(EngineHistory, MarksCountWithinTheReplay) {
   rig.Run(7 * kSec);
   ASSERT_TRUE(rig.engine->AddMarker(count).ok());
   EXPECT_EQ(count, 2U) << "the first has left the replay";
-  ASSERT_TRUE(rig.engine->AddGameEvent({.name = "kill"}, count).ok());
+  ClipEvent kill;
+  kill.name = "kill";
+  ASSERT_TRUE(rig.engine->AddGameEvent(kill, count).ok());
   EXPECT_EQ(count, 1U);
 
   rig.engine->SetPaused(true);

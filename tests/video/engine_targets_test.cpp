@@ -60,6 +60,14 @@ TEST(EngineTargets, AFlipAwayAndStraightBackLosesNothing) {
   EXPECT_GT(rig.Look().buffered_seconds, 44);
 }
 
+TEST(EngineTargets, ATargetThatIsFoundAndGoneAtOnceDoesNotSpin) {
+  EngineRig rig;
+  rig.screen.gone = true;
+  rig.StartOnWindow(10 * kSec);
+  EXPECT_LE(rig.backend.opened, 41);
+  EXPECT_GE(rig.backend.opened, 10);
+}
+
 TEST(EngineTargets, AnotherGameInFrontForThreeSecondsIsSwitchedTo) {
   EngineRig rig;
   FoundTarget game = FakeTargets::Window(7, "game");

@@ -56,9 +56,9 @@ void SignalHdr10(const DisplayDescription& display, EncoderSettings& out) {
 
 PictureSize EncodedSize(PictureSize source, uint32_t wanted_height) {
   if (wanted_height == 0 || source.height == 0) return {Even(source.width), Even(source.height)};
-  const uint64_t doubled = uint64_t{source.width} * wanted_height;
+  const uint32_t height = Even(wanted_height);
   // To the nearest even number rather than down, which keeps the shape closest.
-  return {Even((doubled + source.height) / source.height), Even(wanted_height)};
+  return {Even((uint64_t{source.width} * height + source.height) / source.height), height};
 }
 
 uint32_t BitrateKbps(const Config::Video& video, PictureSize source) {

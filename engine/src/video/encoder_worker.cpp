@@ -38,8 +38,9 @@ bool EncoderWorker::Submit(EncoderFrame frame, const std::atomic<bool>& give_up)
   uint32_t waiting = 0;
   {
     MutexLock lock(mutex_);
-    while (queue_length_ == kQueueDepth) {
+    for (;;) {
       if (Failed() || give_up) return false;
+      if (queue_length_ < kQueueDepth) break;
       changed_->Wait(mutex_, clock_.SteadyNs() + kGiveUpLookNs);
     }
     queue_[(queue_head_ + queue_length_) % kQueueDepth] = std::move(frame);

@@ -21,6 +21,9 @@ constexpr uint64_t kTrimHoldNs = 15 * kNsPerSecond;
 // A pipeline that ran this long before it failed begins a new count of failures.
 constexpr uint64_t kSoundRunNs = 30 * kNsPerSecond;
 constexpr uint32_t kFailuresThatEndRecordings = 3;
+// Pipelines begin no faster than this, or a target that is found and gone at once
+// would have them built without end.
+constexpr uint64_t kShortestRunNs = 250 * kNsPerMs;
 
 }  // namespace
 
@@ -144,6 +147,7 @@ Status EngineRun::RunPipeline(std::unique_ptr<Pipeline> pipeline) {
   const LoopEnd end = loop.Run();
   LeavePipeline(*pipeline, loop, end);
   if (clock().SteadyNs() - begun_ns >= kSoundRunNs) failures_ = 0;
+  core_.orders.WaitUntil(begun_ns + kShortestRunNs, [&] { return Stopping(); });
   return end.error;
 }
 
