@@ -97,7 +97,7 @@ TEST(HistoryOptions, BudgetFollowsTheLargestBitrateAndTheLimit) {
   config.recording.bitrate_kbps = 90'000;
   const BudgetBasis basis{.source = {1920, 1080}, .encoder_bitrate_kbps = 30'000};
   const auto options = [&](const BudgetBasis& on) {
-    return HistoryOptions(EffectiveSettings(config, {}), on, "/data/replay");
+    return HistoryOptions(EffectiveSettings(config), on, "/data/replay");
   };
 
   // seconds x kbps x 1000 / 8 x 1.6 = seconds x kbps x 200 bytes.
@@ -113,12 +113,12 @@ TEST(HistoryOptions, BudgetFollowsTheLargestBitrateAndTheLimit) {
   EXPECT_EQ(options(basis).max_bytes, 300ULL << 20U);
   EXPECT_FALSE(options(basis).elastic);
   // 300 MiB at 30,000 kbps are 83.8 seconds.
-  EXPECT_EQ(ReplaySecondsWithinLimit(EffectiveSettings(config, {}), basis), 83U);
+  EXPECT_EQ(ReplaySecondsWithinLimit(EffectiveSettings(config), basis), 83U);
 
   config.replay.storage = ReplayStorage::Disk;
   EXPECT_EQ(options(basis).directory, "/data/replay");
   EXPECT_TRUE(options(basis).elastic);
-  EXPECT_EQ(ReplaySecondsWithinLimit(EffectiveSettings(config, {}), basis), 600U);
+  EXPECT_EQ(ReplaySecondsWithinLimit(EffectiveSettings(config), basis), 600U);
 }
 
 }  // namespace

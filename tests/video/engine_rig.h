@@ -7,7 +7,6 @@
 #include <memory>
 #include <string>
 
-#include "base/text.h"
 #include "tests/fakes/fake_clock.h"
 #include "tests/fakes/fake_encoder.h"
 #include "tests/fakes/fake_graphics.h"
@@ -26,13 +25,13 @@ struct EngineRig {
     folders.local_data = folders.videos = folders.program = ::testing::TempDir();
   }
 
-  void Start(SettingApplier apply = ApplyForTest) {
+  void Start() {
     engine = MakeEngine({.clock = clock,
                          .graphics = graphics,
                          .targets = targets,
                          .windows = targets,
                          .backends = {&backend}},
-                        folders, config, std::move(apply));
+                        folders, config);
     ASSERT_TRUE(engine->Start().ok());
   }
   // Starts with one window open and lets it run for a while.
@@ -43,14 +42,6 @@ struct EngineRig {
   }
   void Run(uint64_t ns) { clock.RunFor(ns); }
   EngineSnapshot Look() const { return engine->GetStatus(); }
-
-  // A few settings, the way the settings file names them.
-  static void ApplyForTest(Config& config, std::string_view key, std::string_view value) {
-    const auto number = static_cast<uint32_t>(ParseUnsigned(value).value_or(0));
-    if (key == "video.fps") config.video.fps = number;
-    if (key == "video.resolution") config.video.resolution = number;
-    if (key == "replay.duration_seconds") config.replay.duration_seconds = number;
-  }
 
   FakeClock clock;
   FakeScreen screen{clock};

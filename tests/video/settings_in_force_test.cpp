@@ -8,7 +8,7 @@ namespace orventa {
 namespace {
 
 TEST(EffectiveSettings, RunOverGameOverUser) {
-  EffectiveSettings settings({}, EngineRig::ApplyForTest);
+  EffectiveSettings settings(Config{});
   settings.SetTarget({{"video.fps", "30"}, {"video.resolution", "720"}, {"no.such", "1"}});
   settings.SetSession({{"video.fps", "120"}});
   EXPECT_EQ(settings.config().video.fps, 120U);
@@ -29,7 +29,7 @@ TEST(EffectiveSettings, RunOverGameOverUser) {
 TEST(EffectiveSettings, TheLongerReplayStaysForItsOwnLength) {
   Config base;
   base.replay.duration_seconds = 60;
-  EffectiveSettings settings(base, EngineRig::ApplyForTest);
+  EffectiveSettings settings(base);
   settings.SetTarget({{"replay.duration_seconds", "300"}});
   settings.KeepForOldTarget(1000 * kSec);
   EXPECT_EQ(settings.config(), base);

@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "base/clock.h"
+#include "base/log.h"
+#include "settings/apply_setting.h"
 
 namespace orventa {
 
@@ -16,9 +18,6 @@ SettingsChange CompareSettings(const Config& before, const Config& after) {
   change.sound = before.audio != after.audio;
   return change;
 }
-
-EffectiveSettings::EffectiveSettings(const Config& base, SettingApplier apply)
-    : apply_(std::move(apply)), base_(base), effective_(base) {}
 
 void EffectiveSettings::SetBase(const Config& base) {
   base_ = base;
@@ -37,9 +36,13 @@ void EffectiveSettings::SetSession(SettingOverrides overrides) {
 
 void EffectiveSettings::Rebuild() {
   effective_ = base_;
-  if (!apply_) return;
-  for (const auto& [key, value] : target_) apply_(effective_, key, value);
-  for (const auto& [key, value] : session_) apply_(effective_, key, value);
+  for (const SettingOverrides* overrides : {&target_, &session_}) {
+    for (const auto& [key, value] : *overrides) {
+      if (const Status applied = ApplySetting(effective_, key, value); !applied.ok()) {
+        LogWarning("a setting was left out: %s", applied.message().c_str());
+      }
+    }
+  }
 }
 
 void EffectiveSettings::KeepForOldTarget(uint64_t now_ns) {

@@ -21,7 +21,7 @@ SettingsChange CompareSettings(const Config& before, const Config& after);
 
 class EffectiveSettings {
  public:
-  EffectiveSettings(const Config& base, SettingApplier apply);
+  explicit EffectiveSettings(const Config& base) : base_(base), effective_(base) {}
 
   const Config& config() const { return effective_; }
   bool HasSessionOverrides() const { return !session_.empty(); }
@@ -44,7 +44,6 @@ class EffectiveSettings {
  private:
   void Rebuild();
 
-  SettingApplier apply_;
   Config base_;
   SettingOverrides target_;
   SettingOverrides session_;

@@ -20,9 +20,8 @@ Status NotHereYet(const char* what) {
 
 }  // namespace
 
-Engine::Engine(const EnginePlatform& platform, const KnownFolders& folders, const Config& config,
-               SettingApplier apply)
-    : core_(platform, folders, config, std::move(apply)) {}
+Engine::Engine(const EnginePlatform& platform, const KnownFolders& folders, const Config& config)
+    : core_(platform, folders, config) {}
 
 Engine::~Engine() {
   Stop();
@@ -202,9 +201,8 @@ Config Engine::GetSettings() const {
 }
 
 std::unique_ptr<ReplayEngine> MakeEngine(const EnginePlatform& platform,
-                                         const KnownFolders& folders, const Config& config,
-                                         SettingApplier apply) {
-  return std::make_unique<Engine>(platform, folders, config, std::move(apply));
+                                         const KnownFolders& folders, const Config& config) {
+  return std::make_unique<Engine>(platform, folders, config);
 }
 
 }  // namespace orventa

@@ -15,10 +15,8 @@ namespace orventa {
 
 class Engine final : public ReplayEngine {
  public:
-  // What `platform` refers to must outlive the engine. Without `apply`, settings of
-  // games and of runs are kept but have no effect.
-  Engine(const EnginePlatform& platform, const KnownFolders& folders, const Config& config,
-         SettingApplier apply);
+  // What `platform` refers to must outlive the engine.
+  Engine(const EnginePlatform& platform, const KnownFolders& folders, const Config& config);
   ~Engine() override;
 
   Status Start() override;
@@ -58,7 +56,6 @@ class Engine final : public ReplayEngine {
 };
 
 std::unique_ptr<ReplayEngine> MakeEngine(const EnginePlatform& platform,
-                                         const KnownFolders& folders, const Config& config,
-                                         SettingApplier apply = {});
+                                         const KnownFolders& folders, const Config& config);
 
 }  // namespace orventa

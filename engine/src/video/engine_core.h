@@ -29,11 +29,11 @@ struct EngineSwitches {
 
 struct EngineCore {
   EngineCore(const EnginePlatform& the_platform, const KnownFolders& the_folders,
-             const Config& config, SettingApplier apply)
+             const Config& config)
       : platform(the_platform),
         folders(the_folders),
         orders(the_platform.clock),
-        session(config, std::move(apply), JoinPath(the_folders.local_data, "replay")),
+        session(config, JoinPath(the_folders.local_data, "replay")),
         device(the_platform) {}
 
   IClock& clock() const { return platform.clock; }

@@ -7,8 +7,8 @@
 
 namespace orventa {
 
-SessionState::SessionState(const Config& base, SettingApplier apply, std::string disk_folder)
-    : disk_folder_(std::move(disk_folder)), settings_(base, std::move(apply)) {}
+SessionState::SessionState(const Config& base, std::string disk_folder)
+    : disk_folder_(std::move(disk_folder)), settings_(base) {}
 
 void SessionState::Begin() {
   MutexLock lock(lock_);

@@ -21,7 +21,7 @@ namespace orventa {
 class SessionState {
  public:
   // `disk_folder`: where a history on disk keeps its payload files.
-  SessionState(const Config& base, SettingApplier apply, std::string disk_folder);
+  SessionState(const Config& base, std::string disk_folder);
 
   // A new session: an empty history, nothing noted.
   void Begin();
