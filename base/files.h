@@ -89,7 +89,8 @@ enum class KeepBackup { No, Yes };
 // file stays as `<path>.bak`.
 FileResult WriteFileAtomically(std::string_view path, std::string_view text, KeepBackup backup);
 
-// Renames over an existing file, in one step where the system can.
+// Renames over an existing file in one step. InUse: Windows does not let go of a
+// target that somebody has open, and half a second of trying did not help.
 FileResult MoveReplacing(std::string_view from, std::string_view to);
 FileResult RemoveFile(std::string_view path);  // FileError::NotFound when absent
 bool FileExists(std::string_view path);

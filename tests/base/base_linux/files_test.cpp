@@ -88,6 +88,20 @@ TEST(LinuxFiles, APipeUnderAFilesNameIsRefusedAndNotWaitedFor) {
   EXPECT_FALSE(out.Create(path).ok());
 }
 
+TEST(LinuxFiles, ReplacesAFileThatSomebodyReads) {
+  const TempFolder folder;
+  WriteBytes(folder / "old", "old");
+  WriteBytes(folder / "new", "new");
+  InputFile in;
+  ASSERT_TRUE(in.Open(folder / "old").ok());
+  ASSERT_TRUE(MoveReplacing(folder / "new", folder / "old").ok());
+  EXPECT_EQ(ReadBytes(folder / "old"), "new");
+  uint8_t buffer[3] = {};
+  size_t read = 0;
+  ASSERT_TRUE(in.ReadAt(0, buffer, read).ok());
+  EXPECT_EQ(std::string(buffer, buffer + read), "old");
+}
+
 TEST(LinuxFiles, TwoWritersNeverShareAFile) {
   const TempFolder folder;
   OutputFile first;
