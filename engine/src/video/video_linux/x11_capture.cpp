@@ -49,6 +49,7 @@ Status X11Capture::Start() {
                       XCB_DAMAGE_REPORT_LEVEL_BOUNDING_BOX);
   }
   xcb_flush(connection_->xcb());
+  dirty_ = true;
   const Status health = connection_->Health();
   running_ = health.ok();
   return health;
@@ -105,8 +106,9 @@ void X11Capture::ReadEvents() {
 }
 
 void X11Capture::OnDamage(const xcb_generic_event_t& event) {
-  const int type = event.response_type & 0x7F;
-  if (damage_ == 0 || type != connection_->extensions().damage_event + XCB_DAMAGE_NOTIFY) return;
+  if (damage_ == 0 ||
+      EventType(event) != connection_->extensions().damage_event + XCB_DAMAGE_NOTIFY)
+    return;
   const auto& damage = reinterpret_cast<const xcb_damage_notify_event_t&>(event);
   if (damage.damage == damage_ && source_->IsShown(damage.area)) dirty_ = true;
 }
@@ -140,12 +142,10 @@ bool X11Capture::CollectPicture(uint64_t until_ns) {
 }
 
 X11Capture::CursorPlace X11Capture::CursorNow() const {
-  CursorPlace place;
-  place.shown = cursor_->on_screen() && cursor_->shape().visible;
-  place.x = cursor_->x() - source_->left();
-  place.y = cursor_->y() - source_->top();
-  place.shape_number = cursor_->shape_number();
-  return place;
+  const int x = cursor_->x() - source_->left();
+  const int y = cursor_->y() - source_->top();
+  if (!cursor_->on_screen() || !CursorPainter::Touches(*last_, cursor_->shape(), x, y)) return {};
+  return {true, x, y, cursor_->shape_number()};
 }
 
 // Draws the pointer into a new picture, or moves it within the last one. Whether
@@ -160,12 +160,10 @@ bool X11Capture::DrawCursor(bool new_picture) {
       return false;
     }
   }
-  const bool was_drawn = painter_.IsDrawn() && !new_picture;
-  if (was_drawn) painter_.Erase(*last_);
-  painter_.Forget();
+  if (!new_picture && drawn_place_.shown) painter_.Erase(*last_);
   drawn_place_ = place;
   if (place.shown) painter_.Draw(*last_, cursor_->shape(), place.x, place.y);
-  return was_drawn || painter_.IsDrawn();
+  return true;
 }
 
 void X11Capture::ThrowIfBroken() const {

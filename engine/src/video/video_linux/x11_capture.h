@@ -44,7 +44,8 @@ class X11Capture final : public IVideoCapture {
   bool DrawCursor(bool new_picture);
   void ThrowIfBroken() const;
 
-  // Where the pointer was drawn, and in which shape.
+  // Where the pointer shows in the picture, and in which shape. All places where
+  // it does not show are the same.
   struct CursorPlace {
     bool shown = false;
     int x = 0;

@@ -21,6 +21,11 @@ template <typename T>
 using XReply = std::unique_ptr<T, FreeDeleter>;
 using XEvent = XReply<xcb_generic_event_t>;
 
+// Without the mark that an event sent by another client carries.
+inline int EventType(const xcb_generic_event_t& event) {
+  return event.response_type & 0x7F;
+}
+
 // What the server can do; event numbers are those of this server.
 struct X11Extensions {
   bool shared_memory = false;  // with memory handed over as a file descriptor

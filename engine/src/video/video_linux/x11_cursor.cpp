@@ -29,26 +29,34 @@ void BlendPixel(uint32_t colour, uint8_t* pixel) {
 
 }  // namespace
 
-void CursorPainter::Draw(const MemoryPicture& picture, const CursorShape& shape, int x, int y) {
-  drawn_ = {};
-  if (!shape.visible) return;
+CursorPainter::Rect CursorPainter::Place(const MemoryPicture& picture, const CursorShape& shape,
+                                         int x, int y) {
   const int left = x - shape.hot_x;
   const int top = y - shape.hot_y;
   const int from_x = std::max(left, 0);
   const int from_y = std::max(top, 0);
   const int to_x = std::min(left + int{shape.width}, static_cast<int>(picture.width()));
   const int to_y = std::min(top + int{shape.height}, static_cast<int>(picture.height()));
-  if (from_x >= to_x || from_y >= to_y) return;
+  if (!shape.visible || from_x >= to_x || from_y >= to_y) return {};
+  return {from_x, from_y, to_x - from_x, to_y - from_y};
+}
 
-  drawn_ = {from_x, from_y, to_x - from_x, to_y - from_y};
+bool CursorPainter::Touches(const MemoryPicture& picture, const CursorShape& shape, int x, int y) {
+  return Place(picture, shape, x, y).width > 0;
+}
+
+void CursorPainter::Draw(const MemoryPicture& picture, const CursorShape& shape, int x, int y) {
+  drawn_ = Place(picture, shape, x, y);
+  const int skipped_columns = drawn_.x - (x - shape.hot_x);
+  const int skipped_rows = drawn_.y - (y - shape.hot_y);
   const auto width = static_cast<size_t>(drawn_.width);
   beneath_.resize(width * static_cast<size_t>(drawn_.height));
   for (int row = 0; row < drawn_.height; ++row) {
-    uint8_t* const pixels = PixelAt(picture, from_x, from_y + row);
+    uint8_t* const pixels = PixelAt(picture, drawn_.x, drawn_.y + row);
     std::memcpy(&beneath_[width * static_cast<size_t>(row)], pixels, width * kBytesPerPixel);
     const uint32_t* const colours =
-        &shape.pixels[size_t{shape.width} * static_cast<size_t>(from_y - top + row) +
-                      static_cast<size_t>(from_x - left)];
+        &shape.pixels[size_t{shape.width} * static_cast<size_t>(skipped_rows + row) +
+                      static_cast<size_t>(skipped_columns)];
     for (size_t i = 0; i < width; ++i) BlendPixel(colours[i], pixels + i * kBytesPerPixel);
   }
 }
@@ -69,8 +77,7 @@ X11Cursor::X11Cursor(X11Connection& connection, xcb_window_t window)
 }
 
 void X11Cursor::OnEvent(const xcb_generic_event_t& event) {
-  const int type = event.response_type & 0x7F;
-  if (type == connection_.extensions().fixes_event + XCB_XFIXES_CURSOR_NOTIFY) {
+  if (EventType(event) == connection_.extensions().fixes_event + XCB_XFIXES_CURSOR_NOTIFY) {
     shape_in_doubt_ = true;
   }
 }

@@ -30,9 +30,8 @@ class CursorPainter {
   void Draw(const MemoryPicture& picture, const CursorShape& shape, int x, int y);
   // Puts back what was beneath, in the picture that was last drawn into.
   void Erase(const MemoryPicture& picture);
-  // The picture drawn into is no longer shown.
-  void Forget() { drawn_ = {}; }
-  bool IsDrawn() const { return drawn_.width > 0; }
+  // Whether any visible part would lie inside the picture.
+  static bool Touches(const MemoryPicture& picture, const CursorShape& shape, int x, int y);
 
  private:
   struct Rect {
@@ -41,6 +40,8 @@ class CursorPainter {
     int width = 0;
     int height = 0;
   };
+  static Rect Place(const MemoryPicture& picture, const CursorShape& shape, int x, int y);
+
   Rect drawn_;
   std::vector<uint32_t> beneath_;
 };

@@ -55,7 +55,9 @@ bool X11Pictures::Ask(const PixelSource& source) {
   const bool same_size = asked_.width == source.width && asked_.height == source.height;
   if (!same_size) DropSlots();
   asked_ = source;
-  if (shared_) return AskShared(source);
+  if (shared_ && AskShared(source)) return true;
+  if (!slots_.empty()) return false;  // every picture is held
+  shared_ = false;                    // not even one piece of memory can be had
   sequence_ = xcb_get_image(connection_.xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP, source.drawable, source.x,
                             source.y, source.width, source.height, kAllPlanes)
                   .sequence;

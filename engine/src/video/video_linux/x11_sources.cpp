@@ -11,8 +11,6 @@
 namespace orventa {
 namespace {
 
-constexpr uint8_t kEventType = 0x7F;  // without the mark of an event sent by a client
-
 Status ZeroSize() {
   return {StatusCode::DriverError, "capture target reports zero size"};
 }
@@ -49,7 +47,7 @@ class DisplaySource final : public IX11Source {
   }
 
   void OnEvent(const xcb_generic_event_t& event) override {
-    const int type = event.response_type & kEventType;
+    const int type = EventType(event);
     const int randr = connection_.extensions().randr_event;
     const bool screen_changed =
         connection_.extensions().monitors &&
@@ -147,7 +145,7 @@ class WindowSource final : public IX11Source {
   }
 
   void OnEvent(const xcb_generic_event_t& event) override {
-    switch (event.response_type & kEventType) {
+    switch (EventType(event)) {
       case XCB_DESTROY_NOTIFY:
         if (As<xcb_destroy_notify_event_t>(event).window == window_) gone_ = true;
         break;

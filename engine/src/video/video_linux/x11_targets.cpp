@@ -42,8 +42,11 @@ Status X11Desktop::Health() {
 }
 
 Status X11Desktop::FindWindow(const std::string& text, FoundTarget& out) {
-  for (const xcb_window_t window : ClientWindows(*connection_, atoms_)) {
-    const std::string title = WindowTitle(*connection_, atoms_, window);
+  const std::vector<xcb_window_t> windows = ClientWindows(*connection_, atoms_);
+  const std::vector<std::string> titles = WindowTitles(*connection_, atoms_, windows);
+  for (size_t i = 0; i < windows.size(); ++i) {
+    const xcb_window_t window = windows[i];
+    const std::string& title = titles[i];
     if (!ContainsIgnoreCase(title, text)) continue;
     if (!IsWindowShown(*connection_, atoms_, window)) continue;
     out = {};
@@ -106,13 +109,13 @@ void X11Desktop::Watch(xcb_window_t window) {
   if (!window_in_doubt_) return;
   window_in_doubt_ = false;
   hidden_ = !IsWindowShown(*connection_, atoms_, window);
-  title_ = WindowTitle(*connection_, atoms_, window);
+  title_ = WindowTitles(*connection_, atoms_, {window}).front();
   owners_ = WithOwners(*connection_, window);
 }
 
 void X11Desktop::ReadEvents() {
   while (const XEvent event = connection_->NextEvent()) {
-    const int type = event->response_type & 0x7F;
+    const int type = EventType(*event);
     if (type == XCB_PROPERTY_NOTIFY) {
       const auto& changed = reinterpret_cast<const xcb_property_notify_event_t&>(*event);
       if (changed.window == watched_) window_in_doubt_ = true;

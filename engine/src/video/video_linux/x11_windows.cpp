@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "base/text.h"
 
@@ -14,26 +15,33 @@ namespace {
 
 constexpr uint32_t kMaxTitleWords = 256;  // four bytes each
 constexpr uint32_t kMaxListedWindows = 4096;
-constexpr int kMaxFrameDepth = 4;  // frames around a program's window
-constexpr int kMaxOwners = 8;      // a cycle of owners must end somewhere
+constexpr int kMaxFrameDepth = 4;     // frames around a program's window
+constexpr int kMaxLooksInFrame = 32;  // a program without a manager may have many inner windows
+constexpr int kMaxOwners = 8;         // a cycle of owners must end somewhere
 constexpr uint32_t kIconicState = 3;
 
-XReply<xcb_get_property_reply_t> Property(X11Connection& connection, xcb_window_t window,
-                                          xcb_atom_t property, uint32_t max_words) {
-  return connection.Await<xcb_get_property_reply_t>(xcb_get_property(
-      connection.xcb(), 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, max_words));
+// Asking and taking the answer are two steps, so that several questions travel
+// together: a busy server makes every trip a long one.
+xcb_get_property_cookie_t AskProperty(X11Connection& connection, xcb_window_t window,
+                                      xcb_atom_t property, uint32_t max_words) {
+  return xcb_get_property(connection.xcb(), 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0,
+                          max_words);
 }
 
 // The 32-bit words of a property; none when it is of another kind.
-std::vector<uint32_t> Words(X11Connection& connection, xcb_window_t window, xcb_atom_t property,
-                            uint32_t max_words) {
-  const auto reply = Property(connection, window, property, max_words);
+std::vector<uint32_t> TakeWords(X11Connection& connection, xcb_get_property_cookie_t cookie) {
+  const auto reply = connection.Await<xcb_get_property_reply_t>(cookie);
   if (reply == nullptr || reply->format != 32) return {};
   std::vector<uint32_t> words(static_cast<size_t>(xcb_get_property_value_length(reply.get())) / 4);
   if (!words.empty()) {
     std::memcpy(words.data(), xcb_get_property_value(reply.get()), words.size() * 4);
   }
   return words;
+}
+
+std::vector<uint32_t> Words(X11Connection& connection, xcb_window_t window, xcb_atom_t property,
+                            uint32_t max_words) {
+  return TakeWords(connection, AskProperty(connection, window, property, max_words));
 }
 
 uint32_t FirstWord(X11Connection& connection, xcb_window_t window, xcb_atom_t property) {
@@ -55,9 +63,9 @@ std::string Latin1ToUtf8(std::string_view text) {
   return out;
 }
 
-std::string TextProperty(X11Connection& connection, const X11Atoms& atoms, xcb_window_t window,
-                         xcb_atom_t property) {
-  const auto reply = Property(connection, window, property, kMaxTitleWords);
+std::string TakeText(X11Connection& connection, const X11Atoms& atoms,
+                     xcb_get_property_cookie_t cookie) {
+  const auto reply = connection.Await<xcb_get_property_reply_t>(cookie);
   if (reply == nullptr || reply->format != 8) return {};
   std::string_view text(static_cast<const char*>(xcb_get_property_value(reply.get())),
                         static_cast<size_t>(xcb_get_property_value_length(reply.get())));
@@ -76,14 +84,15 @@ std::vector<xcb_window_t> Children(X11Connection& connection, xcb_window_t windo
 }
 
 // A window manager marks a program's window with WM_STATE, wherever in its frame
-// it lies. 0 when there is none within the depth.
+// it lies. 0 when there is none within the depth and the number of looks left.
 xcb_window_t MarkedWindow(X11Connection& connection, const X11Atoms& atoms, xcb_window_t window,
-                          int depth) {
+                          int depth, int& looks) {
+  if (looks-- == 0) return 0;
   if (!Words(connection, window, atoms.wm_state, 1).empty()) return window;
   if (depth == 0) return 0;
   for (const xcb_window_t child : Children(connection, window)) {
-    const xcb_window_t found = MarkedWindow(connection, atoms, child, depth - 1);
-    if (found != 0) return found;
+    const xcb_window_t found = MarkedWindow(connection, atoms, child, depth - 1, looks);
+    if (found != 0 || looks <= 0) return found;
   }
   return 0;
 }
@@ -100,7 +109,8 @@ xcb_window_t TopLevelOf(X11Connection& connection, xcb_window_t window) {
 }
 
 xcb_window_t ClientOf(X11Connection& connection, const X11Atoms& atoms, xcb_window_t top_level) {
-  const xcb_window_t marked = MarkedWindow(connection, atoms, top_level, kMaxFrameDepth);
+  int looks = kMaxLooksInFrame;
+  const xcb_window_t marked = MarkedWindow(connection, atoms, top_level, kMaxFrameDepth, looks);
   return marked != 0 ? marked : top_level;
 }
 
@@ -127,19 +137,32 @@ std::vector<xcb_window_t> ClientWindows(X11Connection& connection, const X11Atom
   return windows;
 }
 
-std::string WindowTitle(X11Connection& connection, const X11Atoms& atoms, xcb_window_t window) {
-  std::string title = TextProperty(connection, atoms, window, atoms.net_wm_name);
-  if (title.empty()) title = TextProperty(connection, atoms, window, XCB_ATOM_WM_NAME);
-  return title;
+std::vector<std::string> WindowTitles(X11Connection& connection, const X11Atoms& atoms,
+                                      const std::vector<xcb_window_t>& windows) {
+  std::vector<xcb_get_property_cookie_t> asked;
+  for (const xcb_window_t window : windows) {
+    asked.push_back(AskProperty(connection, window, atoms.net_wm_name, kMaxTitleWords));
+    asked.push_back(AskProperty(connection, window, XCB_ATOM_WM_NAME, kMaxTitleWords));
+  }
+  std::vector<std::string> titles;
+  for (size_t i = 0; i < windows.size(); ++i) {
+    std::string title = TakeText(connection, atoms, asked[2 * i]);
+    std::string old_kind = TakeText(connection, atoms, asked[2 * i + 1]);
+    titles.push_back(title.empty() ? std::move(old_kind) : std::move(title));
+  }
+  return titles;
 }
 
 bool IsWindowShown(X11Connection& connection, const X11Atoms& atoms, xcb_window_t window) {
-  const auto attributes = connection.Await<xcb_get_window_attributes_reply_t>(
-      xcb_get_window_attributes(connection.xcb(), window));
+  const auto attributes_asked = xcb_get_window_attributes(connection.xcb(), window);
+  const auto state_asked = AskProperty(connection, window, atoms.wm_state, 1);
+  const auto states_asked = AskProperty(connection, window, atoms.net_wm_state, 64);
+  const auto attributes = connection.Await<xcb_get_window_attributes_reply_t>(attributes_asked);
+  const std::vector<uint32_t> state = TakeWords(connection, state_asked);
+  const std::vector<uint32_t> states = TakeWords(connection, states_asked);
   if (attributes == nullptr || attributes->map_state != XCB_MAP_STATE_VIEWABLE) return false;
   if (attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY) return false;
-  if (FirstWord(connection, window, atoms.wm_state) == kIconicState) return false;
-  const std::vector<uint32_t> states = Words(connection, window, atoms.net_wm_state, 64);
+  if (!state.empty() && state.front() == kIconicState) return false;
   return std::find(states.begin(), states.end(), atoms.net_wm_state_hidden) == states.end();
 }
 

@@ -29,8 +29,9 @@ struct X11Atoms {
 // Windows of programs, not the frames around them, topmost first.
 std::vector<xcb_window_t> ClientWindows(X11Connection& connection, const X11Atoms& atoms);
 
-// UTF-8; empty when the window has no title.
-std::string WindowTitle(X11Connection& connection, const X11Atoms& atoms, xcb_window_t window);
+// A row a window: UTF-8, empty when it has no title.
+std::vector<std::string> WindowTitles(X11Connection& connection, const X11Atoms& atoms,
+                                      const std::vector<xcb_window_t>& windows);
 
 // Neither unmapped, minimised, without a picture of its own, nor gone. A window
 // that others cover is shown.
