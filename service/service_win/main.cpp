@@ -1,0 +1,51 @@
+// The service on Windows: its parts, put together.
+
+#include <windows.h>
+
+#include <shellapi.h>
+
+#include <string>
+#include <vector>
+
+#include "base/base_win/win32.h"
+#include "base/clock.h"
+#include "base/instance.h"
+#include "service/channel/channel.h"
+#include "service/service.h"
+#include "service/service_win/no_graphics.h"
+#include "service/service_win/win_platform.h"
+#include "video/engine.h"
+
+namespace {
+
+std::vector<std::string> Arguments() {
+  std::vector<std::string> arguments;
+  int count = 0;
+  LPWSTR* const words = CommandLineToArgvW(GetCommandLineW(), &count);
+  for (int i = 1; words != nullptr && i < count; ++i) {
+    arguments.push_back(orventa::Narrow(words[i]));
+  }
+  LocalFree(words);
+  return arguments;
+}
+
+}  // namespace
+
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) {
+  using namespace orventa;
+  const std::unique_ptr<IClock> clock = MakeSystemClock();
+  const KnownFolders folders = FindKnownFolders();
+  WinProcess process;
+  WinDesktop desktop(*clock);
+  NoGraphics graphics;
+  NoTargets targets;
+  const auto make_engine = [&](const Config& config, std::unique_ptr<ReplayEngine>& engine) {
+    engine = MakeEngine(EnginePlatform{*clock, graphics, targets, targets, BackendList()}, folders,
+                        config);
+    return Status::Ok();
+  };
+
+  Platform platform{*clock,  folders, CurrentUserName(), process,
+                    desktop, desktop, make_engine,       OpenChannel};
+  return RunService(platform, Arguments());
+}
