@@ -54,6 +54,17 @@ TEST(ReplayBuffer, SharesPayloadsInMemory) {
   EXPECT_TRUE(packets[0].payload.SharesWith(mine));
 }
 
+TEST(ReplayBuffer, APacketWithoutPayloadIsAnEmptyOne) {
+  auto history = MakeHistory(60);
+  EncodedPacket packet;
+  packet.keyframe = true;
+  history->Append(packet);
+  std::vector<BufferedPacket> packets;
+  ASSERT_TRUE(history->Snapshot(10, packets, PayloadAccess::Now));
+  EXPECT_EQ(packets[0].Size(), 0U);
+  EXPECT_EQ(history->Stats().disk_failures, 0U);
+}
+
 TEST(ReplayBuffer, NeverFallsShortOfItsWindow) {
   auto history = MakeHistory(5);
   AppendSeconds(*history, 0, 20);

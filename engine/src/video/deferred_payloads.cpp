@@ -36,6 +36,7 @@ Payload DeferredPayloads::Read(uint64_t index) {
   const HeldPacket* packet = Find(index);
   if (packet == nullptr) return {};
   if (packet->payload) return packet->payload;
+  if (packet->size == 0) return Payload::Allocate(0);
   Payload payload = ReadFromFile(groups_[GroupOf(index)]->segment, *packet);
   if (!payload) ++failed_reads_;
   return payload;

@@ -114,8 +114,9 @@ void ReplayBuffer::OpenGroup(uint64_t start_pts, uint64_t segment) {
   auto group = std::make_shared<KeyframeGroup>();
   group->start_pts = start_pts;
   group->segment = segment;
-  // Groups are mostly as long as the one before.
-  if (!groups_.empty()) group->packets.reserve(groups_.back()->packets.size());
+  // Groups are mostly as long as the one before. Room for the keyframe itself must
+  // not fail later: a group without one could not be decoded.
+  group->packets.reserve(groups_.empty() ? 1 : groups_.back()->packets.size());
   groups_.push_back(std::move(group));
   if (files_.IsOpen()) files_.AddGroup();
 }
@@ -195,7 +196,10 @@ bool ReplayBuffer::Reconfigure(const ReplayBufferOptions& options) {
 }
 
 void ReplayBuffer::Clear() {
+  // Letting go of an hour takes long enough to be done outside the lock.
+  std::deque<std::shared_ptr<KeyframeGroup>> dropped;
   MutexLock lock(mutex_);
+  dropped.swap(groups_);
   DropAll();
   files_.Clear();
 }
