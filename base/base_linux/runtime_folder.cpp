@@ -19,7 +19,7 @@ bool IsOurs(const std::string& folder, mode_t forbidden_access) {
 }  // namespace
 
 std::string RuntimeFolder() {
-  const std::string session = Environment("XDG_RUNTIME_DIR");
+  std::string session = Environment("XDG_RUNTIME_DIR");
   if (session.starts_with('/') && IsOurs(session, 022)) return session;
 
   std::string folder = JoinPath(FindKnownFolders().temp,

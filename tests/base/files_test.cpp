@@ -106,7 +106,7 @@ TEST_F(FilesTest, SaysWhatIsWrong) {
 TEST_F(FilesTest, ReadsWholeFilesUpToTheirLimit) {
   const std::string path = folder_ / "file";
   std::string text;
-  for (const size_t size : {0, 1, 4096, 100'000}) {
+  for (const size_t size : std::initializer_list<size_t>{0, 1, 4096, 100'000}) {
     const std::string bytes(size, 'b');
     WriteBytes(path, bytes);
     EXPECT_TRUE(ReadWholeFile(path, size, text).ok());

@@ -114,7 +114,7 @@ TEST_F(LogTest, LinesFromBeforeTheStartComeOutWithTheFirstAfter) {
             "12:00:00.000  INFO   late\n");
 }
 
-TEST_F(LogTest, AFailureToWriteIsBornAndLeavesTheOldLog) {
+TEST_F(LogTest, AFailureToWriteIsBorneAndLeavesTheOldLog) {
   Open();
   LogInfo("one");
   const std::string before = File();
