@@ -1,10 +1,11 @@
 // A curve over positive floats as a table that is read by the float's own bits: a
-// few segments an octave, straight lines between. Made once; read by any thread.
+// few segments an octave, straight lines between. For processors without vector
+// instructions, which would spend a frame's time on powers. Made once; read by any
+// thread.
 #pragma once
 
 #include <algorithm>
 #include <bit>
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -36,11 +37,6 @@ class CurveTable {
     const float along = static_cast<float>(bits & mask) / static_cast<float>(mask + 1);
     return line[0] + (line[1] - line[0]) * along;
   }
-
-  float lowest() const { return lowest_; }
-  int shift() const { return shift_; }
-  uint32_t base() const { return base_; }
-  const float* values() const { return values_.data(); }
 
  private:
   float lowest_;

@@ -105,56 +105,93 @@ ORVENTA_AVX2 inline Rgb8 RollOff(const Rgb8& c, const Tone& tone) {
   return {_mm256_mul_ps(c.r, factor), _mm256_mul_ps(c.g, factor), _mm256_mul_ps(c.b, factor)};
 }
 
-ORVENTA_AVX2 inline __m256 Srgb(__m256 light) {
-  const __m256 end = Splat(kSrgbLinearEnd);
-  const __m256 dark = _mm256_cmp_ps(light, end, _CMP_LE_OQ);
-  const __m256 curve =
-      _mm256_fmsub_ps(Power(_mm256_max_ps(light, end), 1.0F / 2.4F), Splat(1.055F), Splat(0.055F));
-  return _mm256_blendv_ps(curve, _mm256_mul_ps(light, Splat(kSrgbLinearSlope)), dark);
+// A run of fetched taps on its way through a shade. The curves go over it in loops
+// of their own: a curve is a long chain of dependent steps, and only where a turn of
+// the loop is short does the processor work on several turns at once.
+constexpr size_t kRun = 64;
+struct Run {
+  float r[kRun];
+  float g[kRun];
+  float b[kRun];
+};
+
+template <class Curve>
+ORVENTA_AVX2 inline void Apply(const Curve& curve, Run& run) {
+  for (float* channel : {run.r, run.g, run.b}) {
+    for (size_t x = 0; x < kRun; x += 8) {
+      _mm256_storeu_ps(channel + x, curve(_mm256_loadu_ps(channel + x)));
+    }
+  }
 }
 
-// `light` as a part of full scale, 0 and above.
-ORVENTA_AVX2 inline __m256 Pq(__m256 light) {
-  constexpr float kDarkest = 1e-30F;  // a millionth of a code, and still a normal float
-  const __m256 y = Power(_mm256_min_ps(_mm256_max_ps(light, Splat(kDarkest)), Splat(1.0F)), kPqM1);
-  return Power(_mm256_div_ps(_mm256_fmadd_ps(y, Splat(kPqC2), Splat(kPqC1)),
-                             _mm256_fmadd_ps(y, Splat(kPqC3), Splat(1.0F))),
-               kPqM2);
-}
+struct SrgbCurve {
+  ORVENTA_AVX2 __m256 operator()(__m256 light) const {
+    const __m256 end = Splat(kSrgbLinearEnd);
+    const __m256 curve = _mm256_fmsub_ps(Power(_mm256_max_ps(light, end), 1.0F / 2.4F),
+                                         Splat(1.055F), Splat(0.055F));
+    const __m256 straight = _mm256_mul_ps(light, Splat(kSrgbLinearSlope));
+    return _mm256_blendv_ps(curve, straight, _mm256_cmp_ps(light, end, _CMP_LE_OQ));
+  }
+};
 
-ORVENTA_AVX2 inline __m256 SdrChannel(__m256 light, float snap) {
-  const __m256 code = Srgb(light);
-  if (!(snap > 0)) return code;
-  return _mm256_div_ps(_mm256_round_ps(_mm256_mul_ps(code, Splat(snap)), kNearestEven),
-                       Splat(snap));
-}
+struct SnapCurve {
+  float snap;
+  ORVENTA_AVX2 __m256 operator()(__m256 code) const {
+    const __m256 rounded = _mm256_round_ps(_mm256_mul_ps(code, Splat(snap)), kNearestEven);
+    return _mm256_mul_ps(rounded, Splat(1.0F / snap));
+  }
+};
 
+// PQ in two steps, of light as a part of full scale.
+struct PqFirst {
+  ORVENTA_AVX2 __m256 operator()(__m256 light) const {
+    constexpr float kDarkest = 1e-30F;  // a millionth of a code, and still a normal float
+    return Power(_mm256_min_ps(_mm256_max_ps(light, Splat(kDarkest)), Splat(1.0F)), kPqM1);
+  }
+};
+struct PqSecond {
+  ORVENTA_AVX2 __m256 operator()(__m256 y) const {
+    return Power(_mm256_div_ps(_mm256_fmadd_ps(y, Splat(kPqC2), Splat(kPqC1)),
+                               _mm256_fmadd_ps(y, Splat(kPqC3), Splat(1.0F))),
+                 kPqM2);
+  }
+};
+
+// A shade in two parts: what mixes the channels of a tap, then its curves.
 struct ShadeCodes {
-  ORVENTA_AVX2 Rgb8 operator()(const Rgb8& c) const { return c; }
+  ORVENTA_AVX2 Rgb8 Mix(const Rgb8& c) const { return c; }
+  ORVENTA_AVX2 void Bend(Run&) const {}
 };
 
 struct ShadeHdr10 {
-  ORVENTA_AVX2 __m256 Channel(const Rgb8& c, float r, float g, float b) const {
-    const __m256 light = _mm256_max_ps(Dot(c, r, g, b), _mm256_setzero_ps());
-    return Pq(_mm256_mul_ps(light, Splat(kScrgbUnitNits / kPqFullScaleNits)));
+  // The columns of the matrix are what it makes of the pure colours, here with the
+  // step to full scale in it.
+  static constexpr float kScale = kScrgbUnitNits / kPqFullScaleNits;
+  Rgb r = Bt709ToBt2020({kScale, 0, 0});
+  Rgb g = Bt709ToBt2020({0, kScale, 0});
+  Rgb b = Bt709ToBt2020({0, 0, kScale});
+
+  ORVENTA_AVX2 Rgb8 Mix(const Rgb8& c) const {
+    return {Dot(c, r.r, g.r, b.r), Dot(c, r.g, g.g, b.g), Dot(c, r.b, g.b, b.b)};
   }
-  ORVENTA_AVX2 Rgb8 operator()(const Rgb8& c) const {
-    // The columns of the matrix are what it makes of the pure colours.
-    const orventa::Rgb r = Bt709ToBt2020({1, 0, 0});
-    const orventa::Rgb g = Bt709ToBt2020({0, 1, 0});
-    const orventa::Rgb b = Bt709ToBt2020({0, 0, 1});
-    return {Channel(c, r.r, g.r, b.r), Channel(c, r.g, g.g, b.g), Channel(c, r.b, g.b, b.b)};
+  ORVENTA_AVX2 void Bend(Run& run) const {
+    Apply(PqFirst{}, run);
+    Apply(PqSecond{}, run);
   }
 };
 
 struct ShadeSdr {
   const Tone& tone;
+
   ORVENTA_AVX2 __m256 Relative(__m256 light) const {
     return _mm256_max_ps(_mm256_mul_ps(light, Splat(1.0F / tone.sdr_white)), _mm256_setzero_ps());
   }
-  ORVENTA_AVX2 Rgb8 operator()(const Rgb8& scrgb) const {
-    const Rgb8 c = RollOff({Relative(scrgb.r), Relative(scrgb.g), Relative(scrgb.b)}, tone);
-    return {SdrChannel(c.r, tone.snap), SdrChannel(c.g, tone.snap), SdrChannel(c.b, tone.snap)};
+  ORVENTA_AVX2 Rgb8 Mix(const Rgb8& c) const {
+    return RollOff({Relative(c.r), Relative(c.g), Relative(c.b)}, tone);
+  }
+  ORVENTA_AVX2 void Bend(Run& run) const {
+    Apply(SrgbCurve{}, run);
+    if (tone.snap > 0) Apply(SnapCurve{tone.snap}, run);
   }
 };
 
@@ -184,18 +221,28 @@ ORVENTA_AVX2 inline Rgb8 Fetch(const RowPlanes& row, const TapColumns& columns, 
           Sample(row.b, first, fraction)};
 }
 
-ORVENTA_AVX2 inline void Add(float* sums, __m256 value) {
-  _mm256_storeu_ps(sums, _mm256_add_ps(_mm256_loadu_ps(sums), value));
+ORVENTA_AVX2 inline void Add(float* sums, const float* values) {
+  _mm256_storeu_ps(sums, _mm256_add_ps(_mm256_loadu_ps(sums), _mm256_loadu_ps(values)));
 }
 
 template <class Shader>
 ORVENTA_AVX2 void AddTapWith(const RowPlanes& row, const TapColumns& columns, const Shader& shader,
                              const RowPlanes& sums) {
-  for (size_t x = 0; x < columns.count; x += 8) {
-    const Rgb8 c = shader(Fetch(row, columns, x));
-    Add(sums.r + x, c.r);
-    Add(sums.g + x, c.g);
-    Add(sums.b + x, c.b);
+  Run run{};
+  for (size_t start = 0; start < columns.count; start += kRun) {
+    const size_t length = std::min(kRun, columns.count - start);
+    for (size_t x = 0; x < length; x += 8) {
+      const Rgb8 c = shader.Mix(Fetch(row, columns, start + x));
+      _mm256_storeu_ps(run.r + x, c.r);
+      _mm256_storeu_ps(run.g + x, c.g);
+      _mm256_storeu_ps(run.b + x, c.b);
+    }
+    shader.Bend(run);
+    for (size_t x = 0; x < length; x += 8) {
+      Add(sums.r + start + x, run.r + x);
+      Add(sums.g + start + x, run.g + x);
+      Add(sums.b + start + x, run.b + x);
+    }
   }
 }
 
@@ -232,9 +279,9 @@ struct ChromaCoders {
 };
 
 ChromaCoders MakeChromaCoders(Primaries primaries, float scale, bool ten_bit) {
-  const orventa::Chroma r = ToChroma({1, 0, 0}, primaries);
-  const orventa::Chroma g = ToChroma({0, 1, 0}, primaries);
-  const orventa::Chroma b = ToChroma({0, 0, 1}, primaries);
+  const Chroma r = ToChroma({1, 0, 0}, primaries);
+  const Chroma g = ToChroma({0, 1, 0}, primaries);
+  const Chroma b = ToChroma({0, 0, 1}, primaries);
   const float codes = ten_bit ? kCodesChroma10 : kCodesChroma8;
   const float middle = ten_bit ? kNoChroma10 : kNoChroma8;
   return {MakeCoder(r.cb, g.cb, b.cb, scale, codes, middle),
