@@ -92,11 +92,11 @@ void Hold(const ConverterSettings& settings, const std::shared_ptr<MemoryPicture
 TEST(Twin, CodesAtEverySizeModulo32) {
   for (uint32_t width = 2; width <= 66; width += 2) {
     const auto input = test::NoiseCodes(width, 6, width, width % 5);
-    Hold(Settings(*input, width, 6), input, 0.03);
+    Hold(Settings(*input, width, 6), input, 0.005);
   }
   for (uint32_t height = 2; height <= 34; height += 4) {
     const auto input = test::NoiseCodes(34, height, height, 3);
-    Hold(Settings(*input, 34, height), input, 0.03);
+    Hold(Settings(*input, 34, height), input, 0.005);
   }
 }
 
@@ -135,14 +135,14 @@ TEST(Twin, ScaledCodes) {
               {1, 1, 64, 36},    {1, 90, 30, 40},   {133, 75, 132, 74}, {257, 129, 98, 50}};
   for (const auto& row : rows) {
     const auto input = test::NoiseCodes(row.in_width, row.in_height, row.in_width, 3);
-    Hold(Settings(*input, row.width, row.height), input, 0.06);
+    Hold(Settings(*input, row.width, row.height), input, 0.015);
   }
 }
 
 TEST(Twin, ScaledCodesAtEverySizeModulo32) {
   for (uint32_t width = 2; width <= 70; width += 2) {
     const auto input = test::NoiseCodes(width + width / 3 + 1, 13, width, 1);
-    Hold(Settings(*input, width, 10), input, 0.06);
+    Hold(Settings(*input, width, 10), input, 0.015);
   }
 }
 
@@ -153,7 +153,7 @@ TEST(Twin, SourceRectangles) {
         SourceRect{5, 7, 32, 18}, SourceRect{96, 60, 1, 1}}) {
     ConverterSettings settings = Settings(*input, 64, 36);
     settings.source_rect = rect;
-    Hold(settings, input, 0.06);
+    Hold(settings, input, 0.015);
   }
 }
 
@@ -163,8 +163,8 @@ TEST(Twin, BlackAndWhiteNextToEachOther) {
     const auto code = static_cast<uint8_t>((x / 3 + y / 2) % 2 * 255);
     return test::Code{code, static_cast<uint8_t>(255 - code), static_cast<uint8_t>(y * 5)};
   });
-  Hold(Settings(*input, 64, 36), input, 0.06);
-  Hold(Settings(*input, 200, 112), input, 0.06);
+  Hold(Settings(*input, 64, 36), input, 0.015);
+  Hold(Settings(*input, 200, 112), input, 0.015);
 }
 
 TEST(Twin, CodesToTenBits) {

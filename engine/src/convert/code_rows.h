@@ -1,7 +1,7 @@
 // Rows of 8-bit codes to NV12 in 16-bit fixed point, the inner loops of CodeFrame.
 // Every set of kernels gives the very same bytes; against the float arithmetic of
-// colour.h a code differs by at most one, on the 1:1 way in about one of a hundred.
-// White, black and greys without scaling are exact. Any thread; no state.
+// colour.h a code differs by at most one: 1:1 in one of two thousand places of noise,
+// scaled in one of three hundred; greys 1:1 are exact. Any thread; no state.
 #pragma once
 
 #include <array>
