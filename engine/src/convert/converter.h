@@ -2,6 +2,9 @@
 // letterboxed to the encoder's size, tone mapped or PQ-coded, NV12 or P010.
 // `IFrameConverter` is what the engine sees; `MemoryConverter` does it in memory
 // and is the twin that the shaders are held against. Engine thread.
+// colour.h has the arithmetic, geometry.h where every tap falls, reference.h both put
+// together plainly; code_frame.h and float_frame.h are the quick ways, sdr_tables.h
+// that of screenshots.
 #pragma once
 
 #include <cstdint>
