@@ -1,5 +1,15 @@
-// MP4 files of this system. `movie.h` says what goes into a clip; this header has
-// the entrance that writes a finished one. All integers in boxes are big-endian.
+// MP4 files of this system: clips written in one go. All integers in boxes are
+// big-endian; docs/mp4.md shows the layout.
+//
+//   movie.h           what goes into a clip
+//   clip_plan.h       which packets become samples, and when each track starts
+//   clip_writer.cpp   WriteMp4: the plan, the layout, the file
+//   moov.h            BuildMoov, the one routine that writes an index
+//   track_table.h     the sample tables of a track while its file is made
+//   sample_entries.h  stsd entries; user_data.h: udta
+//   boxes.h, box_io.h boxes as structs, and how they get into and out of bytes
+//   configuration.h   avcC, hvcC, av1C; annexb.h: byte streams into samples
+//   buffered_file.h   large writes
 #pragma once
 
 #include <string_view>
@@ -11,7 +21,8 @@ namespace orventa {
 
 // Writes a finished clip, `moov` before the media data. On failure no file is
 // left. Reads payloads that are on disk; memory for them stays within
-// `movie.read_budget` plus one packet. Any thread; may take seconds.
+// `movie.read_budget` (an eighth more with a webcam) plus one packet. Any thread;
+// may take seconds.
 Status WriteMp4(std::string_view path, const Mp4Movie& movie);
 
 }  // namespace orventa
