@@ -1,6 +1,6 @@
-// A file being written front to back in large pieces: small ones are gathered,
-// since every write to the system costs the same whatever its size. Used by the
-// clip writer. One thread at a time.
+// A file being written front to back in large pieces of whole pages: small ones
+// are gathered, large ones go out without being copied. Used by the clip writer.
+// One thread at a time.
 #pragma once
 
 #include <cstddef>
@@ -29,6 +29,7 @@ class BufferedFile {
   const FileResult& error() const { return error_; }
 
  private:
+  std::span<const uint8_t> Gather(std::span<const uint8_t> bytes, size_t count);
   bool Flush();
   bool WriteOut(std::span<const uint8_t> bytes);
 
