@@ -12,6 +12,8 @@ namespace {
 
 class LogTest : public testing::Test {
  protected:
+  // Other tests may have left lines behind.
+  LogTest() { CloseLog(); }
   ~LogTest() override { CloseLog(); }
 
   void Open() { OpenLog(clock_, path_); }
