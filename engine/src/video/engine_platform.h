@@ -22,8 +22,7 @@ class IGraphics {
   // The adapter of that name, else the best one. `adapter_used` is empty when the
   // system names none. DeviceLost when no device can be made.
   virtual Status MakeDevice(const std::string& adapter_name,
-                            std::shared_ptr<GraphicsDevice>& device,
-                            std::string& adapter_used) = 0;
+                            std::shared_ptr<GraphicsDevice>& device, std::string& adapter_used) = 0;
   virtual Status CreateCapture(GraphicsDevice& device, const CaptureTarget& target,
                                const CaptureOptions& options,
                                std::unique_ptr<IVideoCapture>& capture) = 0;
