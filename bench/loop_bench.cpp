@@ -122,7 +122,7 @@ std::vector<Row> MeasureLoop() {
   targets.window_title = "game window";
 
   Config config;
-  config.replay.duration_seconds = 1;  // in its steady state after the warm-up
+  config.replay.duration_seconds = 3;  // in its steady state after the warm-up
   const std::unique_ptr<ReplayEngine> engine = MakeEngine({.clock = clock,
                                                            .graphics = graphics,
                                                            .targets = targets,
@@ -133,7 +133,7 @@ std::vector<Row> MeasureLoop() {
   const auto let_run = [&](uint64_t seconds) {
     system->SleepUntil(system->SteadyNs() + seconds * kNsPerSecond);
   };
-  let_run(4);
+  let_run(8);
   counting = true;
   let_run(10);
   counting = false;

@@ -111,8 +111,9 @@ bool FrameLoop::SleepUntilSlot(uint64_t slot_at_ns) {
 }
 
 bool FrameLoop::CheckHealth(uint64_t slot_at_ns, uint64_t now_ns) {
-  const uint64_t slept_ns = core_.clock().SuspendedNs() - suspended_before_ns_;
-  if (core_.orders.suspended || slept_ns >= kSleptNs || now_ns - slot_at_ns > kStallNs) {
+  // The suspended time is the difference of two clocks: it may step back a little.
+  const bool slept = core_.clock().SuspendedNs() >= suspended_before_ns_ + kSleptNs;
+  if (core_.orders.suspended || slept || now_ns - slot_at_ns > kStallNs) {
     end_.stalled = true;
     return false;
   }
