@@ -270,14 +270,16 @@ TEST_P(MessageLoopSuite, GoesOnServingWhileAMenuIsOpen) {
 }
 
 TEST_P(MessageLoopSuite, ToldWhenItDoesNotRespond) {
+  Flag in_handler(clock());
   Flag asked(clock());
   on_message_ = [&](const Message& message) {
-    if (message.id == 1) {
-      EXPECT_TRUE(asked.Wait());
-    }
+    if (message.id != 1) return;
+    in_handler.Raise();
+    EXPECT_TRUE(asked.Wait());
   };
   ASSERT_TRUE(PostId(1));
   const auto asker = Start([&] {
+    EXPECT_TRUE(in_handler.Wait());
     EXPECT_FALSE(loop().RespondsWithin(60));
     asked.Raise();
     EXPECT_TRUE(loop().RespondsWithin(kGiveUpMs));
