@@ -131,6 +131,7 @@ Status Engine::SaveReplay(uint32_t seconds, std::string& path) {
 }
 
 void Engine::NoteSavedFile(const SavedClip& saved) {
+  if (!saved.fallback.empty()) LogWarning("%s", saved.fallback.c_str());
   core_.status.Update([&](EngineSnapshot& record) {
     record.saved_elsewhere = saved.fallback.empty() ? std::string() : saved.folder;
     record.saved_elsewhere_reason = saved.fallback;
