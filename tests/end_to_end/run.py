@@ -40,6 +40,16 @@ def common(**more):
     return settings
 
 
+def one_run_of_slots(pace_log):
+    """The slots that a pace log tells of; there must have been one capture run only."""
+    with open(pace_log, encoding="ascii") as file:
+        rows = [row.rstrip("\n").split("\t") for row in file]
+    assert rows[0] == ["slot", "reached", "acquire_us", "convert_us", "submit_us",
+                       "collect_us", "rest_us", "drain_us", "fresh"], rows[0]
+    assert sum(row[0] == "slot" for row in rows) == 1, "capture was restarted"
+    return [int(row[0]) for row in rows[1:]]
+
+
 def check_clip(path, bin_folder, seconds, keyframe_seconds=1):
     """A clip of the asked length less at most one keyframe interval that any player plays."""
     assert clips.top_boxes(path) == ["ftyp", "moov", "mdat"], clips.top_boxes(path)
@@ -69,10 +79,7 @@ def a_clip_plays_everywhere_and_its_frames_are_consecutive(options):
         desktop.stop_service()
         times, numbers = check_clip(path, options.bin, 5)
 
-        rows = [row.split("\t") for row in open(pace).read().splitlines()]
-        assert rows[0] == ["slot", "reached", "acquire_us", "convert_us", "submit_us",
-                           "collect_us", "rest_us", "drain_us", "fresh"], rows[0]
-        slots = [int(row[0]) for row in rows[1:]]
+        slots = one_run_of_slots(pace)
         missed = sum(b - a - 1 for a, b in zip(slots, slots[1:]))
         holes = sum(round((b - a) * FPS) - 1 for a, b in zip(times, times[1:]))
         assert holes <= missed, f"{holes} holes in the clip, {missed} missed slots told"
@@ -96,7 +103,7 @@ def ten_saves_in_a_row_do_not_disturb_the_pace(options):
         desktop.stop_service()
         check_clip(paths[-1], options.bin, 5)
         assert not glob.glob(os.path.join(os.path.dirname(paths[0]), "*.part"))
-        slots = [int(row.split("\t")[0]) for row in open(pace).read().splitlines()[1:]]
+        slots = one_run_of_slots(pace)
         longest = max(b - a for a, b in zip(slots, slots[1:]))
         missed = sum(b - a - 1 for a, b in zip(slots, slots[1:]))
         print(f"    {len(slots)} slots, {missed} missed, longest step {longest}")
@@ -305,7 +312,11 @@ def broken_clients_are_closed_and_the_next_is_served(options):
                            ("garbage", b"\xff" * 64)):
             sock = channel(desktop)
             sock.sendall(data)
-            assert sock.recv(1) == b"", f"{name}: the connection closes without an answer"
+            try:
+                answer = sock.recv(1)
+            except ConnectionResetError:  # bytes of ours were left unread
+                answer = b""
+            assert answer == b"", f"{name}: the connection closes without an answer"
             sock.close()
         half = channel(desktop)
         half.sendall(struct.pack("<I", 100) + b"HALF")
