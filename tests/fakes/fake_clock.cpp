@@ -155,7 +155,7 @@ uint64_t FakeClock::SessionNs() const {
 
 uint64_t FakeClock::SuspendedNs() const {
   const Lock lock(mutex_);
-  return suspended_ns_;
+  return suspended_ns_ + suspended_error_ns_;
 }
 
 int64_t FakeClock::WallMs() const {
@@ -266,6 +266,11 @@ void FakeClock::SuspendFor(uint64_t ns) {
 void FakeClock::SetSteadyRunsInSleep(bool runs) {
   const Lock lock(mutex_);
   steady_runs_in_sleep_ = runs;
+}
+
+void FakeClock::SetSuspendedError(uint64_t ns) {
+  const Lock lock(mutex_);
+  suspended_error_ns_ = ns;
 }
 
 void FakeClock::SetWallMs(int64_t wall_ms) {

@@ -68,6 +68,10 @@ class FakeClock final : public IClock {
   // Whether the steady clock goes on while the machine sleeps, as on Windows.
   void SetSteadyRunsInSleep(bool runs);
 
+  // How far off the next readings of the suspended time are: it is made of two
+  // clocks that cannot be read at one moment.
+  void SetSuspendedError(uint64_t ns);
+
   // The wall clock is set, as a user or a time server does it.
   void SetWallMs(int64_t wall_ms);
   void SetZone(int minutes_east);
@@ -121,6 +125,7 @@ class FakeClock final : public IClock {
   uint64_t steady_ns_ = kSteadyStartNs;
   uint64_t slept_in_steady_ns_ = 0;  // sleep of the machine that the steady clock counts
   uint64_t suspended_ns_ = 0;
+  uint64_t suspended_error_ns_ = 0;
   int64_t wall_offset_ns_ = 0;
   int zone_minutes_ = 0;
   bool steady_runs_in_sleep_ = false;

@@ -47,6 +47,15 @@ TEST(EngineSlots, MissedSlotsLeaveHolesAndNothingShifts) {
   EXPECT_LE(rig.clock.SteadyNs() - first_slot_at - pts.back(), 2 * kSlot60);
 }
 
+TEST(EngineSlots, AnUnsteadyReadingOfTheSleptTimeIsNoSleep) {
+  EngineRig rig;
+  rig.clock.SetSuspendedError(50'000);
+  rig.StartOnWindow(kSec);
+  rig.clock.SetSuspendedError(0);
+  rig.Run(2 * kSec);
+  EXPECT_EQ(rig.backend.opened, 1);
+}
+
 TEST(EngineSlots, OneFrameASecondRepeatsUnchanged) {
   EngineRig rig;
   rig.config.video.fps = 1;
