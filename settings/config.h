@@ -27,8 +27,9 @@ struct Config {
     bool folder_per_game = true;
     bool operator==(const Storage&) const = default;
     const Output& Of(OutputKind kind) const {
-      return kind == OutputKind::Replay ? replay
-             : kind == OutputKind::Recording ? recording : screenshot;
+      return kind == OutputKind::Replay      ? replay
+             : kind == OutputKind::Recording ? recording
+                                             : screenshot;
     }
   };
   struct Video {

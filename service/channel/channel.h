@@ -32,8 +32,9 @@ enum class ChannelKind { Control, Deck, OldDeck };
 std::string ChannelName(ChannelKind kind, std::string_view user);
 
 struct ChannelOptions {
-  std::string name;              // as ChannelName gives it
-  bool label_integrity = false;  // keep processes of lower integrity out, where there is such a thing
+  std::string name;  // as ChannelName gives it
+  bool label_integrity =
+      false;  // keep processes of lower integrity out, where there is such a thing
   // Called on the channel's thread, one request at a time. Returns the answer.
   std::function<std::string(const ChannelRequest&)> handler;
   std::function<void()> on_connect;     // before waiting for a client; may be empty

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "base/clock.h"
-#include "bench.h"
+#include "benchmarks/bench.h"
 #include "video/clip_saver.h"
 #include "video/replay_buffer.h"
 

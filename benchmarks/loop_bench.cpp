@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "bench/bench.h"
+#include "benchmarks/bench.h"
 #include "tests/fakes/fake_encoder.h"
 #include "tests/fakes/fake_graphics.h"
 #include "tests/fakes/fake_targets.h"

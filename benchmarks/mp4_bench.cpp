@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "base/files.h"
-#include "bench/bench.h"
+#include "benchmarks/bench.h"
 #include "mp4/annexb.h"
 #include "mp4/mp4.h"
 

@@ -13,7 +13,7 @@ extern "C" {
 #include <stdexcept>
 #include <vector>
 
-#include "bench.h"
+#include "benchmarks/bench.h"
 #include "convert/converter.h"
 #include "convert/half.h"
 #include "media/memory_picture.h"

@@ -1,4 +1,4 @@
-#include "bench.h"
+#include "benchmarks/bench.h"
 
 #include <algorithm>
 #include <chrono>

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "base/clock.h"
-#include "bench.h"
+#include "benchmarks/bench.h"
 #include "support_linux/private_display.h"
 #include "support_linux/x11_painter.h"
 #include "video/video_linux/x11_capture.h"

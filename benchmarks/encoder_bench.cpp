@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "base/status.h"
-#include "bench/bench.h"
+#include "benchmarks/bench.h"
 #include "encoders/encoders.h"
 #include "encoders/lavc/lavc.h"
 #include "media/memory_picture.h"
