@@ -118,6 +118,7 @@ TEST_F(Channel, CarriesTheLargestFrameBothWays) {
 }
 
 TEST_F(Channel, ASecondServerOfTheNameIsRefusedUntilTheFirstIsGone) {
+  if (!NamesHaveOneServer()) GTEST_SKIP() << "this system ignores the flag for first instances";
   ASSERT_TRUE(Open());
   std::unique_ptr<IChannelServer> second;
   ChannelOptions options;

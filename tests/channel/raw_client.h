@@ -19,6 +19,9 @@ class IRawClient {
 // Waits until it is this client's turn. Null when nothing listens.
 std::unique_ptr<IRawClient> ConnectRaw(const std::string& name);
 
+// Whether the system lets a server ask to be the first of its name. Wine does not.
+bool NamesHaveOneServer();
+
 inline std::string Prefix(uint32_t length) {
   std::string bytes;
   for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(length >> shift);

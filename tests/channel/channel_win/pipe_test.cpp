@@ -5,9 +5,11 @@
 #include <aclapi.h>
 #include <sddl.h>
 
+#include <array>
 #include <random>
 
 #include "service/channel/channel.h"
+#include "tests/channel/raw_client.h"
 
 namespace orventa {
 namespace {
@@ -42,6 +44,7 @@ TEST(Pipe, IsForTheSystemAndThisUserOnly) {
 }
 
 TEST(Pipe, ComesFirstOrNotAtAll) {
+  if (!NamesHaveOneServer()) GTEST_SKIP() << "this system ignores the flag for first instances";
   const auto clock = MakeSystemClock();
   const std::string name = "test-squat-" + std::to_string(std::random_device()());
   const std::wstring path = L"\\\\.\\pipe\\" + std::wstring(name.begin(), name.end());

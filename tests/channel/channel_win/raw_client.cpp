@@ -32,6 +32,10 @@ class RawPipe final : public IRawClient {
 
 }  // namespace
 
+bool NamesHaveOneServer() {
+  return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") == nullptr;
+}
+
 std::unique_ptr<IRawClient> ConnectRaw(const std::string& name) {
   const std::wstring path = L"\\\\.\\pipe\\" + std::wstring(name.begin(), name.end());
   for (;;) {
