@@ -101,20 +101,13 @@ double FramesPerSecond(const std::vector<PictureRef>& pictures, Codec codec, con
 
 std::vector<Row> MeasureEncoders() {
   const auto pictures = Pan();
-  std::vector<Row> rows = {
+  return {
       {"encode.x264_1080p60_fps", FramesPerSecond(pictures, Codec::H264, "", 300)},
       {"encode.x264_superfast_1080p60_fps",
        FramesPerSecond(pictures, Codec::H264, "superfast", 120)},
       {"encode.x264_veryfast_1080p60_fps", FramesPerSecond(pictures, Codec::H264, "veryfast", 120)},
       {"encode.x265_1080p60_fps", FramesPerSecond(pictures, Codec::Hevc, "", 30)},
-      {"encode.svtav1_1080p60_fps", FramesPerSecond(pictures, Codec::Av1, "", 90)}};
-
-  const auto encoder = Open(Codec::Av1, "");
-  for (uint64_t i = 0; i < 10; ++i) Check(encoder->Submit({pictures[0], i, false}));
-  const double start = Seconds();
-  Check(encoder->Submit({pictures[0], 10, true}));
-  rows.push_back({"encode.svtav1_forced_keyframe_ms", (Seconds() - start) * 1000});
-  return rows;
+      {"encode.libaom_1080p60_fps", FramesPerSecond(pictures, Codec::Av1, "", 60)}};
 }
 
 const Register kRegistered("encode", MeasureEncoders);

@@ -12,8 +12,7 @@
 
 namespace orventa {
 
-// "NVENC", "VA-API", "Software", in this order. The first call also takes over
-// libavcodec's log; make it before other threads run.
+// "NVENC", "VA-API", "Software", in this order. Also takes over libavcodec's log.
 BackendList LavcBackends();
 
 }  // namespace orventa

@@ -130,20 +130,13 @@ void LogLine(void* context, int level, const char* format, va_list arguments) {
   if (!text.empty()) LogWarning("lavc: %s", text.c_str());
 }
 
-void TakeOverLogs() {
-  av_log_set_callback(LogLine);
-  // SVT-AV1 writes to the standard error output by itself, errors aside.
-  setenv("SVT_LOG", "1", 0);
-}
-
 }  // namespace
 
 BackendList LavcBackends() {
   static LavcBackend nvenc(LavcKind::Nvenc, "NVENC");
   static LavcBackend va_api(LavcKind::VaApi, "VA-API");
   static LavcBackend software(LavcKind::Software, "Software");
-  static const bool logs_taken = (TakeOverLogs(), true);
-  (void)logs_taken;
+  av_log_set_callback(LogLine);
   return {&nvenc, &va_api, &software};
 }
 

@@ -120,12 +120,16 @@ LavcEncoder::LavcEncoder(LavcKind kind, EncoderSettings settings)
   if (!frame_ || !surface_ || !packet_) throw std::bad_alloc();
 }
 
-LavcEncoder::~LavcEncoder() {
-  // SVT-AV1 must be told of the end before it may be closed.
-  if (context_ && kind_ == LavcKind::Software) (void)Drain();
+Status LavcEncoder::Open() {
+  if (Status status = OpenContext(); !status.ok()) return status;
+  header_ = SequenceHeader(settings_.codec,
+                           {context_->extradata, static_cast<size_t>(context_->extradata_size)});
+  if (!header_.empty()) return Status::Ok();
+  if (Status status = LearnHeader(); !status.ok()) return status;
+  return OpenContext();
 }
 
-Status LavcEncoder::Open() {
+Status LavcEncoder::OpenContext() {
   const std::string name = LavcEncoderName(kind_, settings_.codec);
   const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str());
   if (codec == nullptr) return {StatusCode::Unsupported, "this libavcodec has no " + name};
@@ -142,15 +146,12 @@ Status LavcEncoder::Open() {
   const int error = avcodec_open2(context_.get(), codec, &options);
   const Options left(options);
   if (error < 0) {
-    const Status status = Failed(error, "opening");
-    context_.reset();
-    return status;
+    return Failed(error, "opening");
   }
   if (const AVDictionaryEntry* unknown = av_dict_get(options, "", nullptr, AV_DICT_IGNORE_SUFFIX)) {
     return {StatusCode::Unsupported, name + " does not know the option " + unknown->key};
   }
-  std::vector<uint8_t> header;
-  return Header(header);
+  return Status::Ok();
 }
 
 Status LavcEncoder::OpenSurfaces() {
@@ -179,10 +180,6 @@ Status LavcEncoder::OpenSurfaces() {
 
 Status LavcEncoder::Submit(const EncoderFrame& frame) {
   if (Status status = Check(frame); !status.ok()) return status;
-  if (frame.force_keyframe && submitted_ > 0 && kind_ == LavcKind::Software &&
-      settings_.codec == Codec::Av1) {
-    if (Status status = Restart(); !status.ok()) return status;
-  }
   slots_[submitted_ % kSlots].pts = frame.pts;
   const Status status = Send(frame);
   av_frame_unref(frame_.get());
@@ -194,7 +191,6 @@ Status LavcEncoder::Submit(const EncoderFrame& frame) {
 
 Status LavcEncoder::Check(const EncoderFrame& frame) const {
   if (draining_) return {StatusCode::InvalidArgument, "Submit after Drain"};
-  if (!context_) return {StatusCode::DriverError, "the encoder could not be started again"};
   if (frame.picture == nullptr || frame.picture->InMemory() == nullptr) {
     return {StatusCode::InvalidArgument, "null input picture"};
   }
@@ -316,7 +312,7 @@ Status LavcEncoder::Keep(const AVPacket& packet) {
 
 CollectResult LavcEncoder::Collect(EncodedPacket& packet, Status& status) {
   status = Status::Ok();
-  if (collected_ == encoded_ && context_ && !draining_) status = Receive();
+  if (collected_ == encoded_ && !draining_) status = Receive();
   if (collected_ == encoded_) {
     return draining_ && status.ok() ? CollectResult::Finished : CollectResult::NothingYet;
   }
@@ -326,46 +322,30 @@ CollectResult LavcEncoder::Collect(EncodedPacket& packet, Status& status) {
 }
 
 Status LavcEncoder::Drain() {
-  if (draining_ || !context_) return Status::Ok();
-  if (submitted_ == 0 && kind_ == LavcKind::Software && settings_.codec == Codec::Av1) {
-    return DrainUnused();
-  }
+  if (draining_) return Status::Ok();
   draining_ = true;
-  return End();
-}
-
-Status LavcEncoder::End() {
   const int error = avcodec_send_frame(context_.get(), nullptr);
   if (error < 0 && error != AVERROR_EOF) return Failed(error, "draining");
   return Receive();
 }
 
-Status LavcEncoder::DrainUnused() {
+Status LavcEncoder::LearnHeader() {
   const auto blank =
       MemoryPicture::Allocate(WantedPicture(settings_), settings_.width, settings_.height);
-  Status status = Submit({blank, 0, false});
-  draining_ = true;
-  if (status.ok()) status = End();
-  collected_ = encoded_;
-  return status;
-}
-
-Status LavcEncoder::Restart() {
-  if (Status status = End(); !status.ok()) return status;
+  if (Status status = Submit({blank, 0, false}); !status.ok()) return status;
+  if (Status status = Drain(); !status.ok()) return status;
+  header_ = SequenceHeader(settings_.codec, slots_[0].packet.data.bytes());
+  slots_[0] = {};
+  submitted_ = encoded_ = collected_ = 0;
+  draining_ = false;
   context_.reset();
-  return Open();
-}
-
-Status LavcEncoder::Header(std::vector<uint8_t>& bytes) {
-  bytes = SequenceHeader(settings_.codec,
-                         {context_->extradata, static_cast<size_t>(context_->extradata_size)});
-  if (!bytes.empty()) return Status::Ok();
-  return {StatusCode::Unsupported, LavcEncoderName(kind_, settings_.codec) +
-                                       " gives no sequence header before the first frame"};
+  if (!header_.empty()) return Status::Ok();
+  return {StatusCode::Unsupported,
+          LavcEncoderName(kind_, settings_.codec) + " gives no sequence header"};
 }
 
 Status LavcEncoder::Failed(int error, const char* what) const {
-  const bool opening = !context_ || avcodec_is_open(context_.get()) == 0;
+  const bool opening = avcodec_is_open(context_.get()) == 0;
   const bool hardware = kind_ != LavcKind::Software;
   if (error == AVERROR(ENOMEM) && hardware) {
     return {StatusCode::SessionLimitReached,

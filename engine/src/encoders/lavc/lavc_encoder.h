@@ -43,15 +43,17 @@ struct FreePool {
 class LavcEncoder final : public IVideoEncoder {
  public:
   LavcEncoder(LavcKind kind, EncoderSettings settings);
-  ~LavcEncoder() override;
 
-  // Before anything else.
+  // Once, before anything else.
   Status Open();
 
   Status Submit(const EncoderFrame& frame) override;
   CollectResult Collect(EncodedPacket& packet, Status& status) override;
   Status Drain() override;
-  Status Header(std::vector<uint8_t>& bytes) override;
+  Status Header(std::vector<uint8_t>& bytes) override {
+    bytes = header_;
+    return Status::Ok();
+  }
   const EncoderSettings& Settings() const override { return settings_; }
   // Every library copies or uploads a picture and never writes into it.
   bool AcceptsRepeats() const override { return true; }
@@ -66,7 +68,11 @@ class LavcEncoder final : public IVideoEncoder {
     EncodedPacket packet;
   };
 
+  Status OpenContext();
   Status OpenSurfaces();
+  // Some libraries tell their header only with the first packet: encodes a blank
+  // picture for it, and leaves the context closed.
+  Status LearnHeader();
   Status Check(const EncoderFrame& frame) const;
   Status Send(const EncoderFrame& frame);
   Status FillFrame(const PictureRef& picture);
@@ -75,19 +81,13 @@ class LavcEncoder final : public IVideoEncoder {
   // Takes every packet that is ready; with nothing sent, never waits.
   Status Receive();
   Status Keep(const AVPacket& packet);
-  // Tells the library that no more frames come, and takes the rest.
-  Status End();
-  // SVT-AV1 never ends when it has seen no frame at all.
-  Status DrainUnused();
-  // A keyframe from SVT-AV1, which takes no orders in its low delay mode: the
-  // first frame of a new one.
-  Status Restart();
   Status Failed(int error, const char* what) const;
 
   const LavcKind kind_;
   const EncoderSettings settings_;
   const AVPixelFormat input_format_;
 
+  std::vector<uint8_t> header_;
   std::unique_ptr<AVBufferPool, lavc::FreePool> planes_;  // chroma, or all at 10 bits
   std::unique_ptr<AVCodecContext, lavc::FreeContext> context_;
   std::unique_ptr<AVFrame, lavc::FreeFrame> frame_;

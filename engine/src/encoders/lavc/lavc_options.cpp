@@ -33,11 +33,11 @@ Presets WordPresets(Codec codec) {
 }
 
 Presets NumberPresets() {
-  return Named(Codec::Av1, {{"12", "least work for the processor"},
-                            {"11", "little work, better compression"},
-                            {"10", "for processors with cores to spare"},
-                            {"9", "more work, little better"},
-                            {"8", "rarely fast enough beside a game"}});
+  return Named(Codec::Av1, {{"10", "least work for the processor"},
+                            {"9", "little work, better compression"},
+                            {"8", "for processors with cores to spare"},
+                            {"7", "more work, little better"},
+                            {"6", "rarely fast enough beside a game"}});
 }
 
 Presets NvencPresets(Codec codec) {
@@ -56,7 +56,7 @@ std::string DefaultPreset(LavcKind kind, Codec codec) {
   switch (kind) {
     case LavcKind::Nvenc: return "p4";
     case LavcKind::VaApi: return {};
-    case LavcKind::Software: return codec == Codec::Av1 ? "12" : "ultrafast";
+    case LavcKind::Software: return codec == Codec::Av1 ? "10" : "ultrafast";
   }
   return {};
 }
@@ -66,6 +66,11 @@ std::string DefaultPreset(LavcKind kind, Codec codec) {
 int SoftwareThreads() {
   const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
   return static_cast<int>(std::clamp(processors / 2, std::min(2U, processors), 3U));
+}
+
+// libaom counts quantizers from 0 to 63 where the bitstream has 0 to 255.
+uint32_t AomQuantizer(uint32_t qp) {
+  return std::min(qp * 5 / 4, 63U);
 }
 
 int KeyframeDistance(const EncoderSettings& settings) {
@@ -85,17 +90,6 @@ std::string X265Mastering(const MasteringMetadata& mastering) {
       ":max-cll=%u,%u",
       part(2), part(3), part(4), part(5), part(0), part(1), part(6), part(7),
       nits(mastering.max_nits), nits(mastering.min_nits), unsigned{mastering.max_cll},
-      unsigned{mastering.max_fall});
-}
-
-std::string SvtMastering(const MasteringMetadata& mastering) {
-  const float* at = mastering.chromaticity;
-  const auto real = [](float value) { return double{value}; };
-  return Format(
-      ":mastering-display=G(%.5f,%.5f)B(%.5f,%.5f)R(%.5f,%.5f)WP(%.5f,%.5f)L(%.4f,%.4f)"
-      ":content-light=%u,%u",
-      real(at[2]), real(at[3]), real(at[4]), real(at[5]), real(at[0]), real(at[1]), real(at[6]),
-      real(at[7]), real(mastering.max_nits), real(mastering.min_nits), unsigned{mastering.max_cll},
       unsigned{mastering.max_fall});
 }
 
@@ -123,12 +117,17 @@ LavcOptionList X265Options(const EncoderSettings& settings) {
   return {{"preset", settings.preset}, {"forced-idr", "1"}, {"x265-params", parameters}};
 }
 
-LavcOptionList SvtOptions(const EncoderSettings& settings) {
-  // Low delay: every frame comes out before the next but one goes in.
-  std::string parameters = Format("pred-struct=1:lookahead=0:scd=0:lp=%d:aq-mode=%d",
-                                  SoftwareThreads(), settings.adaptive_quantization ? 2 : 0);
-  if (settings.mastering != MasteringMetadata{}) parameters += SvtMastering(settings.mastering);
-  return {{"preset", settings.preset}, {"svtav1-params", parameters}};
+// libaom in its mode for live pictures. SVT-AV1 would be faster, but libavcodec
+// asks it for at most one packet a frame: one that is late stays inside for good.
+LavcOptionList AomOptions(const EncoderSettings& settings) {
+  constexpr const char* kCyclicRefresh = "3";
+  return {{"usage", "realtime"},
+          {"lag-in-frames", "0"},
+          {"row-mt", "1"},
+          {"tile-columns", "1"},
+          {"aq-mode", settings.adaptive_quantization ? kCyclicRefresh : "0"},
+          // Not the option of that name, which knows the numbers to 8 only.
+          {"aom-params", "cpu-used=" + settings.preset}};
 }
 
 LavcOptionList SoftwareOptions(const EncoderSettings& settings) {
@@ -136,13 +135,12 @@ LavcOptionList SoftwareOptions(const EncoderSettings& settings) {
   switch (settings.codec) {
     case Codec::H264: options = X264Options(settings); break;
     case Codec::Hevc: options = X265Options(settings); break;
-    case Codec::Av1: options = SvtOptions(settings); break;
+    case Codec::Av1: options = AomOptions(settings); break;
   }
   if (settings.rate_control == RateControl::ConstantQp) {
-    // SVT-AV1 counts quantizers from 0 to 63 where the bitstream has 0 to 255.
-    const uint32_t qp =
-        settings.codec == Codec::Av1 ? std::min(settings.qp * 5 / 4, 63U) : settings.qp;
-    options.emplace_back("qp", std::to_string(qp));
+    const bool av1 = settings.codec == Codec::Av1;
+    options.emplace_back(av1 ? "crf" : "qp",
+                         std::to_string(av1 ? AomQuantizer(settings.qp) : settings.qp));
   }
   return options;
 }
@@ -179,6 +177,9 @@ void FillRate(LavcKind kind, const EncoderSettings& settings, AVCodecContext& co
     if (kind == LavcKind::VaApi && settings.codec == Codec::Av1) {
       context.global_quality = static_cast<int>(settings.qp * 5);
     }
+    if (kind == LavcKind::Software && settings.codec == Codec::Av1) {
+      context.qmin = context.qmax = static_cast<int>(AomQuantizer(settings.qp));
+    }
     return;
   }
   constexpr int64_t kBitsPerKilobit = 1000;
@@ -189,8 +190,6 @@ void FillRate(LavcKind kind, const EncoderSettings& settings, AVCodecContext& co
   context.bit_rate = rate;
   context.rc_buffer_size =
       static_cast<int>(std::min<int64_t>(ceiling, std::numeric_limits<int>::max()));
-  // SVT-AV1's low delay mode knows one rate, and refuses a ceiling equal to it.
-  if (kind == LavcKind::Software && settings.codec == Codec::Av1) return;
   context.rc_max_rate = ceiling;
   if (settings.rate_control == RateControl::Cbr) context.rc_min_rate = rate;
 }
@@ -223,7 +222,7 @@ std::string LavcEncoderName(LavcKind kind, Codec codec) {
   switch (codec) {
     case Codec::H264: return "libx264";
     case Codec::Hevc: return "libx265";
-    case Codec::Av1: return "libsvtav1";
+    case Codec::Av1: return "libaom-av1";
   }
   return {};
 }
@@ -264,12 +263,8 @@ Status EffectiveSettings(LavcKind kind, const EncoderSettings& wanted, EncoderSe
   out.max_bitrate_kbps = std::max(out.max_bitrate_kbps, out.bitrate_kbps);
   out.qp = std::min(out.qp, kMaxQp);
   if (kind == LavcKind::Software) {
-    // 0 means lossless to x264, in a profile that few players know, and "unset" to
-    // the wrapper around SVT-AV1.
+    // 0 means lossless to x264, in a profile that few players know.
     out.qp = std::max(out.qp, 1U);
-    if (out.codec == Codec::Av1 && out.rate_control == RateControl::Vbr) {
-      out.rate_control = RateControl::Cbr;
-    }
   }
   const auto presets = LavcPresets(kind, out.codec);
   const bool known = std::any_of(presets.begin(), presets.end(), [&](const EncoderPreset& preset) {

@@ -1,4 +1,4 @@
-// Pictures with interleaved chroma as the separate planes that x265 and SVT-AV1
+// Pictures with interleaved chroma as the separate planes that x265 and libaom
 // want. Any thread.
 #pragma once
 
