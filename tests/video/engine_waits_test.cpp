@@ -203,6 +203,23 @@ TEST(EngineWaits, ASleepNobodyToldOfIsNoticed) {
   }
 }
 
+TEST(EngineWaits, AThreadThatStoodStillForHalfAMinuteBuildsAnew) {
+  EngineRig rig;
+  rig.StartOnWindow(5 * kSec);
+  rig.screen.acquire_cost_ns = 29 * kSec;
+  rig.Run(100 * kMs);
+  rig.screen.acquire_cost_ns = 0;
+  rig.Run(30 * kSec);
+  EXPECT_EQ(rig.backend.opened, 1) << "late, but not stalled";
+  rig.screen.acquire_cost_ns = 31 * kSec;
+  rig.Run(100 * kMs);
+  rig.screen.acquire_cost_ns = 0;
+  rig.Run(33 * kSec);
+  EXPECT_EQ(rig.backend.opened, 2);
+  EXPECT_EQ(rig.Look().last_error, "");
+  EXPECT_TRUE(rig.Look().capturing);
+}
+
 TEST(EngineWaits, OrdersBeforeStartAndAfterStop) {
   EngineRig rig;
   rig.Start();

@@ -39,8 +39,9 @@ bool EncoderWorker::Submit(EncoderFrame frame, const std::atomic<bool>& give_up)
   {
     MutexLock lock(mutex_);
     for (;;) {
-      if (Failed() || give_up) return false;
+      if (Failed()) return false;
       if (queue_length_ < kQueueDepth) break;
+      if (give_up) return false;
       changed_->Wait(mutex_, clock_.SteadyNs() + kGiveUpLookNs);
     }
     queue_[(queue_head_ + queue_length_) % kQueueDepth] = std::move(frame);
