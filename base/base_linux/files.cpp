@@ -91,7 +91,14 @@ FileResult OutputFile::Create(std::string_view path) {
   if (!fd.valid()) return Failure(errno);
   const FileResult locked = LockForWriting(fd.get(), LOCK_EX);
   if (!locked.ok()) return locked;
-  if (Uninterrupted([&] { return ftruncate(fd.get(), 0); }) != 0) return Failure(errno);
+  // Only what is there: after any cut, even of nothing, ext4 starts to write the
+  // whole file out inside close.
+  struct stat info {};
+  if (fstat(fd.get(), &info) != 0) return Failure(errno);
+  if (!S_ISREG(info.st_mode)) return Failure(EINVAL);
+  if (info.st_size != 0 && Uninterrupted([&] { return ftruncate(fd.get(), 0); }) != 0) {
+    return Failure(errno);
+  }
   state_ = std::make_unique<State>(State{std::move(fd)});
   return {};
 }
