@@ -1,9 +1,13 @@
 #include "benchmarks/bench.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
+#include <fstream>
+#include <string_view>
 
 namespace orventa::bench {
 namespace {
@@ -11,6 +15,20 @@ namespace {
 std::vector<std::pair<std::string, Measure>>& Groups() {
   static std::vector<std::pair<std::string, Measure>> groups;
   return groups;
+}
+
+[[noreturn]] void Fail(const char* why) {
+  std::fprintf(stderr, "bench: %s\n", why);
+  std::exit(1);
+}
+
+// A figure of this process in bytes, as the Linux kernel tells it.
+uint64_t ProcessMemory(std::string_view name) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(name)) return std::stoull(line.substr(name.size())) * 1024;
+  }
+  Fail("the system does not tell this process's memory");
 }
 
 }  // namespace
@@ -27,6 +45,18 @@ double Median(std::vector<double> values) {
   if (values.empty()) return 0;
   std::sort(values.begin(), values.end());
   return values[values.size() / 2];
+}
+
+PeakMemory::PeakMemory() {
+  malloc_trim(0);
+  std::ofstream reset("/proc/self/clear_refs");
+  reset << "5" << std::flush;
+  if (!reset) Fail("the system does not reset the peak of this process's memory");
+  before_ = ProcessMemory("VmHWM:");
+}
+
+double PeakMemory::GrowthMb() const {
+  return static_cast<double>(ProcessMemory("VmHWM:") - before_) / (1U << 20U);
 }
 
 }  // namespace orventa::bench

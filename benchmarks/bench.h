@@ -3,6 +3,7 @@
 // something a reader knows, in the same run.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <utility>
@@ -26,5 +27,18 @@ struct Register {
 double Seconds();
 // The middle value; sorts its copy.
 double Median(std::vector<double> values);
+
+// How far the memory of this process rises above where it stood when this was made.
+// What the allocator holds free goes back to the system first, and the system's
+// record begins anew: a group that ran before cannot hide what this one takes. Ends
+// the program where the system does not allow that.
+class PeakMemory {
+ public:
+  PeakMemory();
+  double GrowthMb() const;
+
+ private:
+  uint64_t before_ = 0;  // bytes
+};
 
 }  // namespace orventa::bench

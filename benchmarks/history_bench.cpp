@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -101,17 +100,6 @@ std::vector<Row> MeasureMemory() {
   return rows;
 }
 
-// A line of /proc/self/status, in bytes.
-uint64_t ProcessStatus(const char* name) {
-  std::ifstream status("/proc/self/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.rfind(name, 0) == 0)
-      return std::strtoull(line.c_str() + std::strlen(name), nullptr, 10) * 1024;
-  }
-  return 0;
-}
-
 // Parameter sets of a 1280x720 stream; the writer reads no more of them than this.
 const std::vector<uint8_t> kSequenceHeader = {0,    0,    0,    1,    0x67, 0x42, 0xC0, 0x1F, 0xDA,
                                               0x01, 0x40, 0x16, 0xE9, 0xA8, 0x08, 0x08, 0x0A, 0,
@@ -148,13 +136,11 @@ std::vector<Row> MeasureSave() {
     sources.video.sequence_header = kSequenceHeader;
     sources.config.storage.replay.directory = (folder / "clips").string();
 
-    malloc_trim(0);
-    std::ofstream("/proc/self/clear_refs") << "5";  // the peak begins anew
-    const uint64_t before = ProcessStatus("VmRSS:");
     const auto clock = MakeSystemClock();
     SavedClip saved;
+    const PeakMemory peak;
     const Status status = SaveClip(sources, KnownFolders(), *clock, saved);
-    growth = static_cast<double>(ProcessStatus("VmHWM:") - before) / (1U << 20U);
+    growth = peak.GrowthMb();
     if (!status.ok()) {
       std::fprintf(stderr, "history bench: %s\n", status.ToString().c_str());
       std::abort();

@@ -173,15 +173,6 @@ class FilePayloads : public IDeferredPayloads {
   InputFile in_;
 };
 
-// A figure of this process in bytes, as the Linux kernel tells it.
-uint64_t Memory(const std::string& name) {
-  std::ifstream in("/proc/self/status");
-  for (std::string line; std::getline(in, line);) {
-    if (line.starts_with(name + ":")) return std::stoull(line.substr(name.size() + 1)) * 1024;
-  }
-  Fail("the system does not tell " + name);
-}
-
 // The save's own budget: what the service gives the writer.
 constexpr uint64_t kReadBudget = uint64_t{32} << 20;
 
@@ -200,12 +191,9 @@ std::vector<Row> MeasurePeak() {
     movie.packets.push_back(std::move(packet));
   }
 
-  std::ofstream("/proc/self/clear_refs") << "5";  // the peak begins anew
-  const uint64_t before = Memory("VmRSS");
+  const PeakMemory peak;
   ClipWrite(folder / "out.mp4", movie);
-  const uint64_t peak = Memory("VmHWM");
-  const double extra = peak > before ? static_cast<double>(peak - before) : 0;
-  return {{"mp4.save_peak_mb", extra / (1 << 20)}};
+  return {{"mp4.save_peak_mb", peak.GrowthMb()}};
 }
 
 const Register kSpeed("mp4", [] {
