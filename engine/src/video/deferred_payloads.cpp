@@ -28,7 +28,7 @@ DeferredPayloads::~DeferredPayloads() {
 
 size_t DeferredPayloads::PacketCount() const {
   size_t count = 0;
-  for (const auto& group : groups_) count += group->packets.size();
+  for (const KeyframeGroupRef& group : groups_) count += group->packets.size();
   return count;
 }
 

@@ -12,7 +12,7 @@
 
 #include "base/files.h"
 #include "media/packet.h"
-#include "video/keyframe_group.h"
+#include "video/keyframe_group_pool.h"
 
 namespace orventa {
 
@@ -20,7 +20,7 @@ class ReplayBuffer;
 
 class DeferredPayloads final : public IDeferredPayloads {
  public:
-  using Groups = std::vector<std::shared_ptr<const KeyframeGroup>>;
+  using Groups = std::vector<KeyframeGroupRef>;
 
   // The history must have a snapshot open for this object, which closes it.
   DeferredPayloads(std::shared_ptr<ReplayBuffer> history, std::string folder, std::string prefix,

@@ -6,7 +6,6 @@
 
 #include "base/clock.h"
 #include "video/deferred_payloads.h"
-#include "video/keyframe_group.h"
 
 namespace orventa {
 namespace {
@@ -18,6 +17,7 @@ constexpr uint32_t kUnknownBitrateKbps = 50'000;
 constexpr uint64_t kNoticeableSpanNs = 10 * kNsPerSecond;
 constexpr uint64_t kLostSpanNs = 5 * kNsPerSecond;
 
+constexpr size_t kFirstGroupPackets = 60;
 constexpr uint64_t kNoEnd = std::numeric_limits<uint64_t>::max();
 
 uint64_t Timeline(int64_t time_ns) {
@@ -78,6 +78,7 @@ void ReplayBuffer::Configure(const ReplayBufferOptions& options) {
 }
 
 void ReplayBuffer::Append(EncodedPacket packet) {
+  DroppedGroups dropped;
   MutexLock lock(mutex_);
   if (packet.keyframe) {
     wait_for_keyframe_ = false;
@@ -87,41 +88,42 @@ void ReplayBuffer::Append(EncodedPacket packet) {
   }
   PayloadPlace place;
   place.size = packet.data.size();
-  if (files_.IsOpen() && !WriteOut(packet, place)) return;
+  if (files_.IsOpen() && !WriteOut(packet, place, dropped)) return;
   const uint64_t pts = Timeline(packet.pts);
   if (packet.keyframe) OpenGroup(pts, place.segment);
   if (files_.IsOpen()) packet.data = Payload();
-  KeyframeGroup& group = *groups_.back();
+  KeyframeGroup& group = groups_.back().mutable_group();
   group.packets.push_back(
       {std::move(packet.data), pts, Timeline(packet.dts), place.offset, place.size});
   group.end_pts = std::max(group.end_pts, pts);
   group.bytes += place.size;
   total_bytes_ += place.size;
   ++packet_count_;
-  Evict();
+  Evict(dropped);
 }
 
-bool ReplayBuffer::WriteOut(const EncodedPacket& packet, PayloadPlace& place) {
+bool ReplayBuffer::WriteOut(const EncodedPacket& packet, PayloadPlace& place,
+                            DroppedGroups& dropped) {
   if (files_.Write(packet.data.bytes(), packet.keyframe, place)) return true;
   ++disk_failures_;
   // A group with a hole cannot be decoded past it, and its picture would freeze.
-  if (!packet.keyframe) DropNewestGroup();
+  if (!packet.keyframe) DropNewestGroup(dropped);
   wait_for_keyframe_ = true;
   return false;
 }
 
 void ReplayBuffer::OpenGroup(uint64_t start_pts, uint64_t segment) {
-  auto group = std::make_shared<KeyframeGroup>();
-  group->start_pts = start_pts;
-  group->segment = segment;
-  // Groups are mostly as long as the one before. Room for the keyframe itself must
-  // not fail later: a group without one could not be decoded.
-  group->packets.reserve(groups_.empty() ? 1 : groups_.back()->packets.size());
+  // Groups are mostly about as long as the one before. Room for the keyframe itself
+  // must not fail later: a group without one could not be decoded.
+  const size_t before = groups_.empty() ? kFirstGroupPackets : groups_.back()->packets.size();
+  KeyframeGroupRef group = pool_->Take(before + before / 8 + 1);
+  group.mutable_group().start_pts = start_pts;
+  group.mutable_group().segment = segment;
   groups_.push_back(std::move(group));
   if (files_.IsOpen()) files_.AddGroup();
 }
 
-void ReplayBuffer::Evict() {
+void ReplayBuffer::Evict(DroppedGroups& dropped) {
   if (groups_.empty()) return;
   const uint64_t newest = groups_.back()->end_pts;
   if (temp_budget_bytes_ != 0 && newest >= temp_budget_until_pts_) temp_budget_bytes_ = 0;
@@ -130,30 +132,30 @@ void ReplayBuffer::Evict() {
     const uint64_t second = groups_[1]->start_pts;
     const bool needed = newest < second || newest - second < window_ns_;
     if (needed && total_bytes_ <= budget) break;
-    DropOldestGroup();
+    DropOldestGroup(dropped);
   }
-  if (trim_pending_) TrimHeld();
+  if (trim_pending_) TrimHeld(dropped);
 }
 
-void ReplayBuffer::TrimHeld() {
+void ReplayBuffer::TrimHeld(DroppedGroups& dropped) {
   if (groups_.size() > 1) {
     if (groups_.back()->start_pts < trim_from_pts_ + trim_hold_ns_) return;
-    while (groups_.size() > 1 && groups_.front()->start_pts < trim_from_pts_) DropOldestGroup();
+    while (groups_.size() > 1 && groups_.front()->start_pts < trim_from_pts_) {
+      DropOldestGroup(dropped);
+    }
   }
   trim_pending_ = false;
 }
 
-void ReplayBuffer::DropOldestGroup() {
-  const KeyframeGroup& group = *groups_.front();
-  for (const HeldPacket& packet : group.packets) packet.payload.Prefetch();
-  ForgetGroup(group);
-  groups_.pop_front();
+void ReplayBuffer::DropOldestGroup(DroppedGroups& dropped) {
+  ForgetGroup(*groups_.front());
+  dropped.Add(groups_.take_front());
   ++groups_evicted_;
 }
 
-void ReplayBuffer::DropNewestGroup() {
+void ReplayBuffer::DropNewestGroup(DroppedGroups& dropped) {
   ForgetGroup(*groups_.back());
-  groups_.pop_back();
+  dropped.Add(groups_.take_back());
 }
 
 void ReplayBuffer::ForgetGroup(const KeyframeGroup& group) {
@@ -162,8 +164,8 @@ void ReplayBuffer::ForgetGroup(const KeyframeGroup& group) {
   if (files_.IsOpen()) files_.ReleaseGroup(group.segment);
 }
 
-void ReplayBuffer::DropAll() {
-  groups_.clear();
+void ReplayBuffer::DropAll(DroppedGroups& dropped) {
+  while (!groups_.empty()) dropped.Add(groups_.take_front());
   packet_count_ = 0;
   total_bytes_ = 0;
   temp_budget_bytes_ = 0;
@@ -172,12 +174,13 @@ void ReplayBuffer::DropAll() {
 }
 
 bool ReplayBuffer::Reconfigure(const ReplayBufferOptions& options) {
+  DroppedGroups dropped;
   MutexLock lock(mutex_);
   const uint64_t span_before = SpanLocked();
   const bool moved =
       options.directory != options_.directory || options.file_prefix != options_.file_prefix;
   const bool threw_away = moved && !groups_.empty();
-  if (moved) DropAll();
+  if (moved) DropAll(dropped);
   // A folder that could not be made is tried again while nothing would be lost.
   const bool retry = groups_.empty() && !options.directory.empty() && !files_.IsOpen();
   if (moved || retry) files_.Open(options.directory, options.file_prefix);
@@ -190,17 +193,15 @@ bool ReplayBuffer::Reconfigure(const ReplayBufferOptions& options) {
     temp_budget_bytes_ = std::max(temp_budget_bytes_, std::min(old_budget, total_bytes_));
     temp_budget_until_pts_ = groups_.back()->end_pts + window_ns_;
   }
-  Evict();
+  Evict(dropped);
   const bool cut = span_before >= kNoticeableSpanNs && SpanLocked() < kLostSpanNs;
   return threw_away || cut;
 }
 
 void ReplayBuffer::Clear() {
-  // Letting go of an hour takes long enough to be done outside the lock.
-  std::deque<std::shared_ptr<KeyframeGroup>> dropped;
+  DroppedGroups dropped;
   MutexLock lock(mutex_);
-  dropped.swap(groups_);
-  DropAll();
+  DropAll(dropped);
   files_.Clear();
 }
 
@@ -257,11 +258,15 @@ void ReplayBuffer::Share(size_t first, uint64_t to_pts, std::shared_ptr<Deferred
   size_t end = first;
   while (end < groups_.size() && groups_[end]->start_pts < to_pts) ++end;
   if (end == first) return;
-  std::vector<std::shared_ptr<const KeyframeGroup>> groups;
+  std::vector<KeyframeGroupRef> groups;
   groups.reserve(end - first);
   for (size_t g = first; g < end; ++g) groups.push_back(groups_[g]);
   // The newest group goes on growing.
-  if (end == groups_.size()) groups.back() = std::make_shared<KeyframeGroup>(*groups_.back());
+  if (end == groups_.size()) {
+    const KeyframeGroup& newest = *groups_.back();
+    groups.back() = pool_->Take(newest.packets.size());
+    groups.back().mutable_group() = newest;
+  }
   shared = std::make_shared<DeferredPayloads>(shared_from_this(), files_.folder(), files_.prefix(),
                                               std::move(groups));
   files_.OpenSnapshot();

@@ -6,19 +6,19 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "base/mutex.h"
 #include "media/packet.h"
+#include "video/keyframe_group_pool.h"
 #include "video/payload_files.h"
+#include "video/ring.h"
 
 namespace orventa {
 
 class DeferredPayloads;
-struct KeyframeGroup;
 
 struct ReplayBufferOptions {
   uint32_t seconds = 300;  // time window; 0 counts as 1
@@ -84,14 +84,15 @@ class ReplayBuffer : public std::enable_shared_from_this<ReplayBuffer> {
   explicit ReplayBuffer(const ReplayBufferOptions& options);
 
   void Configure(const ReplayBufferOptions& options) ORVENTA_REQUIRES(mutex_);
-  bool WriteOut(const EncodedPacket& packet, PayloadPlace& place) ORVENTA_REQUIRES(mutex_);
+  bool WriteOut(const EncodedPacket& packet, PayloadPlace& place, DroppedGroups& dropped)
+      ORVENTA_REQUIRES(mutex_);
   void OpenGroup(uint64_t start_pts, uint64_t segment) ORVENTA_REQUIRES(mutex_);
-  void Evict() ORVENTA_REQUIRES(mutex_);
-  void TrimHeld() ORVENTA_REQUIRES(mutex_);
-  void DropOldestGroup() ORVENTA_REQUIRES(mutex_);
-  void DropNewestGroup() ORVENTA_REQUIRES(mutex_);
+  void Evict(DroppedGroups& dropped) ORVENTA_REQUIRES(mutex_);
+  void TrimHeld(DroppedGroups& dropped) ORVENTA_REQUIRES(mutex_);
+  void DropOldestGroup(DroppedGroups& dropped) ORVENTA_REQUIRES(mutex_);
+  void DropNewestGroup(DroppedGroups& dropped) ORVENTA_REQUIRES(mutex_);
   void ForgetGroup(const KeyframeGroup& group) ORVENTA_REQUIRES(mutex_);
-  void DropAll() ORVENTA_REQUIRES(mutex_);
+  void DropAll(DroppedGroups& dropped) ORVENTA_REQUIRES(mutex_);
   uint64_t SpanLocked() const ORVENTA_REQUIRES(mutex_);
   size_t FindNewest(uint32_t seconds) const ORVENTA_REQUIRES(mutex_);
   size_t FindRange(uint64_t from_pts) const ORVENTA_REQUIRES(mutex_);
@@ -107,8 +108,9 @@ class ReplayBuffer : public std::enable_shared_from_this<ReplayBuffer> {
   // A larger budget for the time after an elastic one shrank; 0: none.
   uint64_t temp_budget_bytes_ ORVENTA_GUARDED_BY(mutex_) = 0;
   uint64_t temp_budget_until_pts_ ORVENTA_GUARDED_BY(mutex_) = 0;
+  const std::shared_ptr<KeyframeGroupPool> pool_ = KeyframeGroupPool::Create();
   // All but the newest are immutable, since snapshots share them.
-  std::deque<std::shared_ptr<KeyframeGroup>> groups_ ORVENTA_GUARDED_BY(mutex_);
+  Ring<KeyframeGroupRef> groups_ ORVENTA_GUARDED_BY(mutex_);
   uint32_t packet_count_ ORVENTA_GUARDED_BY(mutex_) = 0;
   uint64_t total_bytes_ ORVENTA_GUARDED_BY(mutex_) = 0;
   uint32_t groups_evicted_ ORVENTA_GUARDED_BY(mutex_) = 0;
