@@ -79,10 +79,12 @@ function(orventa_test name)
   target_link_libraries(${name} PRIVATE ${A_LIBS} GTest::gtest_main)
   if(ORVENTA_PLATFORM STREQUAL win)
     add_test(NAME ${name} COMMAND ${PROJECT_SOURCE_DIR}/scripts/wine-run $<TARGET_FILE:${name}>
-      --gtest_output=xml:${CMAKE_BINARY_DIR}/results/${name}.xml)
+      --gtest_output=xml:results/${name}.xml
+      WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
   else()
     add_test(NAME ${name} COMMAND ${name}
-      --gtest_output=xml:${CMAKE_BINARY_DIR}/results/${name}.xml)
+      --gtest_output=xml:results/${name}.xml
+      WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
   endif()
   set_tests_properties(${name} PROPERTIES TIMEOUT 600)
 endfunction()

@@ -8,6 +8,7 @@ import argparse
 import os
 import subprocess
 import sys
+import tempfile
 import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -15,8 +16,14 @@ WINE_RUN = os.path.join(HERE, "..", "..", "scripts", "wine-run")
 
 
 def ctl(folder, *arguments):
-    return subprocess.run([WINE_RUN, os.path.join(folder, "orventactl.exe"), *arguments],
-                          capture_output=True, text=True, timeout=120, check=False)
+    # Into a file: Wine's own background processes inherit a pipe and keep it open.
+    with tempfile.TemporaryFile("w+") as output:
+        done = subprocess.run([WINE_RUN, os.path.join(folder, "orventactl.exe"), *arguments],
+                              stdin=subprocess.DEVNULL, stdout=output, stderr=output,
+                              timeout=120, check=False)
+        output.seek(0)
+        done.stdout = output.read()
+    return done
 
 
 def main():
@@ -38,8 +45,7 @@ def main():
         assert lines["capturing"] == "0", lines
 
         answer = ctl(folder, "SAVE")
-        assert answer.returncode == 1 and "no video encoder to record with" in (
-            answer.stdout + answer.stderr), answer
+        assert answer.returncode == 1 and "no video encoder to record with" in answer.stdout, answer
         assert ctl(folder, "NO_SUCH_VERB").returncode == 1
         second = subprocess.run([WINE_RUN, os.path.join(folder, "ORVENTA.exe"), "--autostart"],
                                 timeout=60, check=False)
