@@ -49,7 +49,7 @@ def idle(options):
 def service_cost(desktop):
     service = desktop.start_service(settings={
         "video.fps": FPS, "video.codec": "h264", "video.preset_h264": PRESET,
-        "video.bitrate_kbps": KBPS, "video.bitrate_auto": "false",
+        "video.bitrate_kbps": KBPS,
         "replay.duration_seconds": SECONDS})
     record(desktop, 2)
     before = cpu_seconds(service.pid)

@@ -9,6 +9,7 @@
 #include "base/text.h"
 #include "encoders/lavc/lavc.h"
 #include "encoders/lavc/lavc_encoder.h"
+#include "encoders/lavc/lavc_options.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -74,9 +75,9 @@ class LavcBackend final : public IEncoderBackend {
     caps.name = std::string(name_);
     caps.device_name = device.AdapterName();
     for (const Codec codec : Capabilities()) {
-      if (!Opens(codec, EncoderInput::Nv12)) continue;
+      if (!Offers(codec, EncoderInput::Nv12)) continue;
       CodecCaps row = TypicalCaps(kind_, codec);
-      row.ten_bit = codec != Codec::H264 && Opens(codec, EncoderInput::P010);
+      row.ten_bit = codec != Codec::H264 && Offers(codec, EncoderInput::P010);
       caps.codecs.push_back(row);
     }
     return Status::Ok();
@@ -104,10 +105,26 @@ class LavcBackend final : public IEncoderBackend {
   }
 
  private:
-  bool Opens(Codec codec, EncoderInput input) const {
+  // A card tells what it can do only when an encoder is opened on it. A library says
+  // so itself; opening each would cost an idle service fifteen megabytes.
+  bool Offers(Codec codec, EncoderInput input) const {
     EncoderSettings settings;
     settings.codec = codec;
     settings.input_format = input;
+    return kind_ == LavcKind::Software ? LibraryTakes(settings) : Opens(settings);
+  }
+
+  bool LibraryTakes(const EncoderSettings& settings) const {
+    const AVCodec* library =
+        avcodec_find_encoder_by_name(LavcEncoderName(kind_, settings.codec).c_str());
+    if (library == nullptr || library->pix_fmts == nullptr) return false;
+    const AVPixelFormat wanted = LavcInputFormat(kind_, settings);
+    const AVPixelFormat* format = library->pix_fmts;
+    while (*format != AV_PIX_FMT_NONE && *format != wanted) ++format;
+    return *format == wanted;
+  }
+
+  bool Opens(EncoderSettings settings) const {
     settings.width = 640;
     settings.height = 360;
     settings.bitrate_kbps = 2000;
