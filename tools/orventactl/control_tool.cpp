@@ -31,10 +31,6 @@ examples:
   orventactl STATS                        what the service is doing, as key=value lines
   orventactl SAVE                         save the whole replay
   orventactl SAVE_CLIP                    save the newest seconds
-  orventactl GET_CONFIG                   print the settings file
-  echo video.fps=30 | orventactl SET_CONFIG --body -
-                                          change a setting
-  orventactl DISPLAYS                     the displays that can be recorded
   orventactl EXIT                         end the service
 
 What the service answers goes to the standard output. The exit code is 0 when it
