@@ -1,56 +1,24 @@
 // The engine's own cost in a frame slot: a real clock, and a card, a screen and an
-// encoder that take no time. This file replaces the program's operator new to count.
+// encoder that take no time.
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "benchmarks/bench.h"
+#include "tests/fakes/counted_heap.h"
 #include "tests/fakes/fake_encoder.h"
 #include "tests/fakes/fake_graphics.h"
 #include "tests/fakes/fake_targets.h"
 #include "video/engine.h"
 
-namespace {
-
-std::atomic<bool> counting = false;
-std::atomic<uint64_t> allocations = 0;
-thread_local bool of_the_loop = false;
-
-void* Allocate(std::size_t size) {
-  if (of_the_loop && counting) ++allocations;
-  void* memory = std::malloc(size == 0 ? 1 : size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return Allocate(size);
-}
-void* operator new[](std::size_t size) {
-  return Allocate(size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-
 namespace orventa::bench {
 namespace {
+
+std::atomic<bool> measuring = false;
+std::atomic<uint64_t> allocations = 0;
 
 // The system's clock, which notes how the engine's thread sleeps: what lies between
 // two sleeps is the work of a slot.
@@ -67,7 +35,7 @@ class WatchedClock final : public IClock {
   int64_t WallMs() const override { return clock_.WallMs(); }
   LocalTime ToLocal(int64_t wall_ms) const override { return clock_.ToLocal(wall_ms); }
   void SleepUntil(uint64_t steady_ns) override {
-    const bool measured = counting && is_engine_;
+    const bool measured = measuring && is_engine_;
     if (measured && woke_at_ns_ != 0) work_ns_.push_back(clock_.SteadyNs() - woke_at_ns_);
     clock_.SleepUntil(steady_ns);
     if (!measured) return;
@@ -79,7 +47,7 @@ class WatchedClock final : public IClock {
                                        std::function<void()> body) override {
     const bool engine = std::string_view(name) == "engine";
     return clock_.StartThread(name, priority, [engine, body = std::move(body)] {
-      of_the_loop = true;
+      CountAllocationsInto(&allocations);
       is_engine_ = engine;
       body();
     });
@@ -134,14 +102,16 @@ std::vector<Row> MeasureLoop() {
     system->SleepUntil(system->SteadyNs() + seconds * kNsPerSecond);
   };
   let_run(8);
-  counting = true;
+  measuring = true;
+  const uint64_t allocated_before = allocations;
   let_run(10);
-  counting = false;
+  const uint64_t allocated = allocations - allocated_before;
+  measuring = false;
   engine->Stop();
 
   const double slots = static_cast<double>(std::max<size_t>(1, clock.work_ns().size()));
   return {{"loop.overhead_us", PercentileUs(clock.work_ns(), 50)},
-          {"loop.allocations_per_slot", static_cast<double>(allocations) / slots},
+          {"loop.allocations_per_slot", static_cast<double>(allocated) / slots},
           {"loop.jitter_p99_us", PercentileUs(clock.late_ns(), 99)}};
 }
 

@@ -1,68 +1,28 @@
-// The steady frame loop allocates nothing, neither on the engine's thread nor on the
-// encoder worker, which feeds the history. This file replaces the program's operator
-// new to count.
+// The steady frame loop allocates nothing on the engine's thread, nor does the encoder
+// worker, payloads aside.
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdlib>
-#include <new>
 #include <string_view>
 
+#include "tests/fakes/counted_heap.h"
 #include "tests/video/engine_rig.h"
-
-namespace {
-
-std::atomic<uint64_t> engine_allocations = 0;
-std::atomic<uint64_t> worker_allocations = 0;
-std::atomic<bool> counting = false;
-thread_local std::atomic<uint64_t>* counter = nullptr;  // null: not counted
-thread_local int inside_clock = 0;  // the fake clock's own bookkeeping is not meant
-
-void* Allocate(std::size_t size) {
-  if (counting && counter != nullptr && inside_clock == 0) ++*counter;
-  void* memory = std::malloc(size == 0 ? 1 : size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return Allocate(size);
-}
-void* operator new[](std::size_t size) {
-  return Allocate(size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
 
 namespace orventa {
 namespace {
 
-struct InsideClock {
-  InsideClock() { ++inside_clock; }
-  ~InsideClock() { --inside_clock; }
-};
+std::atomic<uint64_t> engine_allocations = 0;
+std::atomic<uint64_t> worker_allocations = 0;
 
 class CountedWaitPoint final : public IWaitPoint {
  public:
   explicit CountedWaitPoint(std::unique_ptr<IWaitPoint> inner) : inner_(std::move(inner)) {}
   void Wait(Mutex& mutex, uint64_t until_steady_ns) override ORVENTA_REQUIRES(mutex) {
-    InsideClock inside;
+    const UncountedAllocations bookkeeping_of_the_fake;
     inner_->Wait(mutex, until_steady_ns);
   }
   void NotifyAll() override {
-    InsideClock inside;
+    const UncountedAllocations bookkeeping_of_the_fake;
     inner_->NotifyAll();
   }
 
@@ -81,7 +41,7 @@ class CountedClock final : public IClock {
   int64_t WallMs() const override { return inner_.WallMs(); }
   LocalTime ToLocal(int64_t wall_ms) const override { return inner_.ToLocal(wall_ms); }
   void SleepUntil(uint64_t steady_ns) override {
-    InsideClock inside;
+    const UncountedAllocations bookkeeping_of_the_fake;
     inner_.SleepUntil(steady_ns);
   }
   std::unique_ptr<IWaitPoint> MakeWaitPoint() override {
@@ -91,7 +51,7 @@ class CountedClock final : public IClock {
                                        std::function<void()> body) override {
     return inner_.StartThread(
         name, priority, [name = std::string_view(name), body = std::move(body)] {
-          counter = name == "engine" ? &engine_allocations : &worker_allocations;
+          CountAllocationsInto(name == "engine" ? &engine_allocations : &worker_allocations);
           body();
         });
   }
@@ -121,12 +81,14 @@ TEST(EngineAllocations, NoneInTheSteadyLoop) {
   rig.Run(30 * kSec);
 
   const size_t frames_before = rig.backend.pts.size();
-  counting = true;
+  engine_allocations = 0;
+  worker_allocations = 0;
   rig.Run(60 * kSec);
-  counting = false;
+  const uint64_t on_engine = engine_allocations;
+  const uint64_t on_worker = worker_allocations;
   EXPECT_GT(rig.backend.pts.size(), frames_before + 3500);
-  EXPECT_EQ(engine_allocations, 0U);
-  EXPECT_EQ(worker_allocations, 0U);
+  EXPECT_EQ(on_engine, 0U);
+  EXPECT_EQ(on_worker, 0U);
   EXPECT_EQ(rig.backend.opened, 1);
   rig.engine.reset();
 }
@@ -135,9 +97,7 @@ TEST(EngineAllocations, TheCountSeesThreads) {
   FakeClock clock;
   CountedClock counted(clock);
   worker_allocations = 0;
-  counting = true;
   counted.StartThread("counted", ThreadPriority::Normal, [] { delete new int; })->Join();
-  counting = false;
   EXPECT_GE(worker_allocations, 1U);
 }
 
