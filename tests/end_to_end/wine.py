@@ -52,7 +52,8 @@ def main():
         assert second.returncode == 0, "a second instance goes quietly"
         assert ctl(folder, "HELLO").stdout.startswith("protocol=1"), "the first serves on"
 
-        assert ctl(folder, "EXIT").returncode == 0
+        answer = ctl(folder, "EXIT")
+        assert answer.returncode == 0, answer
         assert service.wait(60) == 0, service.returncode
     finally:
         if service.poll() is None:

@@ -19,6 +19,8 @@ constexpr DWORD kBufferBytes = 65536;
 constexpr DWORD kRetryMs = 1000;
 // Some requests do their work before they are answered, a repair up to 20 s.
 constexpr DWORD kAnswerMs = 60'000;
+// How long a stop lets the answer at work get through.
+constexpr DWORD kLastAnswerMs = 500;
 constexpr DWORD kHighIntegrity = 12288;
 constexpr DWORD kMediumIntegrity = 8192;
 
@@ -89,12 +91,15 @@ class Operation {
   bool valid() const { return event_.valid(); }
   OVERLAPPED* overlapped() { return &overlapped_; }
 
-  // The end of an operation that was begun. False when `stop` came first or the
-  // time ran out: then it is cancelled, and over, since it uses our memory.
-  bool Finish(HANDLE stop, DWORD timeout_ms, DWORD& bytes) {
+  // The end of an operation that was begun. False when `stop` came first, and it did
+  // not end within `grace_ms` of it, or the time ran out: then it is cancelled, and
+  // over, since it uses our memory.
+  bool Finish(HANDLE stop, DWORD timeout_ms, DWORD grace_ms, DWORD& bytes) {
     const std::array<HANDLE, 2> waits = {event_.get(), stop};
     const DWORD count = stop != nullptr ? 2 : 1;
-    if (WaitForMultipleObjects(count, waits.data(), FALSE, timeout_ms) != WAIT_OBJECT_0) {
+    DWORD ended = WaitForMultipleObjects(count, waits.data(), FALSE, timeout_ms);
+    if (ended == WAIT_OBJECT_0 + 1) ended = WaitForSingleObject(event_.get(), grace_ms);
+    if (ended != WAIT_OBJECT_0) {
       CancelIoEx(pipe_, &overlapped_);
       GetOverlappedResult(pipe_, &overlapped_, &bytes, TRUE);
       return false;
@@ -121,7 +126,7 @@ class PipeStream final : public IChannelStream {
       const BOOL done = ReadFile(pipe_, bytes.data(), static_cast<DWORD>(bytes.size()), nullptr,
                                  read.overlapped());
       DWORD got = 0;
-      if (!End(read, done, got)) return false;
+      if (!End(read, done, 0, got)) return false;
       bytes = bytes.subspan(got);
     }
     return true;
@@ -134,16 +139,16 @@ class PipeStream final : public IChannelStream {
       const BOOL done = WriteFile(pipe_, bytes.data(), static_cast<DWORD>(bytes.size()), nullptr,
                                   write.overlapped());
       DWORD sent = 0;
-      if (!End(write, done, sent)) return false;
+      if (!End(write, done, kLastAnswerMs, sent)) return false;
       bytes.remove_prefix(sent);
     }
     return true;
   }
 
  private:
-  bool End(Operation& operation, BOOL done, DWORD& bytes) const {
+  bool End(Operation& operation, BOOL done, DWORD grace_ms, DWORD& bytes) const {
     if (done == 0 && GetLastError() != ERROR_IO_PENDING) return false;
-    return operation.Finish(stop_, timeout_ms_, bytes) && bytes > 0;
+    return operation.Finish(stop_, timeout_ms_, grace_ms, bytes) && bytes > 0;
   }
 
   HANDLE pipe_;
@@ -202,7 +207,7 @@ class PipeServer final : public IChannelServer {
     // A client that came before the call, or came and went again.
     if (error == ERROR_PIPE_CONNECTED || error == ERROR_NO_DATA) return true;
     DWORD unused = 0;
-    return error == ERROR_IO_PENDING && connect.Finish(stop_.get(), INFINITE, unused);
+    return error == ERROR_IO_PENDING && connect.Finish(stop_.get(), INFINITE, 0, unused);
   }
 
   // Before the old one goes, so that the name is never free for others to take.
@@ -211,7 +216,9 @@ class PipeServer final : public IChannelServer {
     while (running_ && !(next = MakeInstance(0)).valid()) {
       WaitForSingleObject(stop_.get(), kRetryMs);
     }
-    DisconnectNamedPipe(pipe_.get());
+    // A client can still read its last answer from a closed pipe, but not from one
+    // that was disconnected; after EXIT the stop comes as fast as the client reads.
+    if (running_) DisconnectNamedPipe(pipe_.get());
     pipe_ = std::move(next);
   }
 
