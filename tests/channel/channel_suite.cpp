@@ -166,7 +166,7 @@ TEST_F(Channel, StopsBeforeAnybodyCame) {
   }
 }
 
-TEST_F(Channel, WaitsForTheRequestAtWorkBeforeItStops) {
+TEST_F(Channel, AnswersTheRequestAtWorkBeforeItStops) {
   std::atomic<bool> finished{false};
   ChannelOptions options;
   options.name = name;
@@ -183,6 +183,7 @@ TEST_F(Channel, WaitsForTheRequestAtWorkBeforeItStops) {
   ASSERT_TRUE(Reached(requests, 1));
   server.reset();
   EXPECT_TRUE(finished);
+  EXPECT_EQ(client->Receive(6), Frame("OK")) << "read after the server has gone";
 }
 
 }  // namespace
