@@ -96,7 +96,7 @@ std::vector<Row> MeasureLoop() {
                                                            .targets = targets,
                                                            .windows = targets,
                                                            .backends = {&backend}},
-                                                          {}, config);
+                                                          {}, config, {});
   if (!engine->Start().ok()) return {};
   const auto let_run = [&](uint64_t seconds) {
     system->SleepUntil(system->SteadyNs() + seconds * kNsPerSecond);

@@ -92,7 +92,7 @@ void OnDisplaysChanged(ServiceState& state) {
   LogInfo("display changed: rebuilding capture");
   NoteDisplays(state);
   // What the engine could not take it tells through its status.
-  (void)state.engine->ApplySettings(CopyConfig(state));
+  (void)state.engine->ApplySettings(CopyConfig(state), CopyGameList(state));
   if (state.engine->HasNoEncoder()) state.engine->RetryEncoder();
 }
 

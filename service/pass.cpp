@@ -112,7 +112,7 @@ void Reconfigure(ServiceState& state) {
           config.adapter.empty() ? "(automatic)" : config.adapter.c_str(),
           config.storage.replay.filename_pattern.c_str());
   // What the engine could not take it tells through its status.
-  (void)state.engine->ApplySettings(config);
+  (void)state.engine->ApplySettings(config, CopyGameList(state));
 }
 
 void TakeStamps(ServiceState& state) {

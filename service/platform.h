@@ -79,7 +79,9 @@ struct Platform {
   IDesktop& desktop;
   IDialogs& dialogs;
   // The one engine, not started. Called once a run.
-  std::function<Status(const Config& config, std::unique_ptr<ReplayEngine>& engine)> make_engine;
+  std::function<Status(const Config& config, const GameList& game_list,
+                       std::unique_ptr<ReplayEngine>& engine)>
+      make_engine;
   // OpenChannel, or what stands in for it.
   std::function<bool(IClock& clock, ChannelOptions options, std::unique_ptr<IChannelServer>& out)>
       open_channel;

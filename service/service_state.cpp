@@ -19,6 +19,11 @@ const char* CustomRunWord(CustomRun run) {
   return run == CustomRun::None ? "" : run == CustomRun::Replay ? "replay" : "recording";
 }
 
+GameList CopyGameList(ServiceState& state) {
+  const MutexLock lock(state.config_lock);
+  return state.game_list;
+}
+
 Config CopyConfig(ServiceState& state) {
   const MutexLock lock(state.config_lock);
   return state.config;

@@ -89,6 +89,7 @@ struct ServiceState {
 
   Mutex config_lock;
   Config config ORVENTA_GUARDED_BY(config_lock);
+  GameList game_list ORVENTA_GUARDED_BY(config_lock);
   std::string config_path;
   std::string game_list_path;
   // Last-write stamps as last seen; 0: the file is not there.
@@ -129,5 +130,6 @@ ServiceState* CurrentService();
 void PublishService(ServiceState* state);
 
 Config CopyConfig(ServiceState& state);
+GameList CopyGameList(ServiceState& state);
 
 }  // namespace orventa

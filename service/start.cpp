@@ -121,7 +121,7 @@ std::optional<int> MakeLoop(ServiceState& state) {
 }
 
 std::optional<int> StartEngine(ServiceState& state) {
-  Status status = state.platform.make_engine(CopyConfig(state), state.engine);
+  Status status = state.platform.make_engine(CopyConfig(state), CopyGameList(state), state.engine);
   if (status.ok()) status = state.engine->Start();
   if (status.ok()) return std::nullopt;
   LogError("the engine could not be started: %s", status.ToString().c_str());

@@ -108,10 +108,11 @@ bool FakeEngine::ToggleWebcam() {
   return false;
 }
 
-Status FakeEngine::ApplySettings(const Config& config) {
+Status FakeEngine::ApplySettings(const Config& config, const GameList& game_list) {
   journal_("engine takes settings");
   const MutexLock lock(mutex_);
   config_ = config;
+  game_list_ = game_list;
   return Status::Ok();
 }
 
@@ -131,6 +132,10 @@ void FakeEngine::NotifyResumed() {
 EngineSnapshot FakeEngine::GetStatus() const {
   const MutexLock lock(mutex_);
   return status_;
+}
+
+std::string FakeEngine::ExplainTarget() const {
+  return "told\n";
 }
 
 Config FakeEngine::GetSettings() const {

@@ -51,12 +51,13 @@ class FakeEngine final : public ReplayEngine {
   void ClearHistory() override;
   void SetPushToTalkHeld(bool held) override;
   bool ToggleWebcam() override;
-  Status ApplySettings(const Config& config) override;
+  Status ApplySettings(const Config& config, const GameList& game_list) override;
   bool HasNoEncoder() const override;
   void RetryEncoder() override;
   void NotifySuspending() override;
   void NotifyResumed() override;
   EngineSnapshot GetStatus() const override;
+  std::string ExplainTarget() const override;
   Config GetSettings() const override;
 
  private:
@@ -66,6 +67,7 @@ class FakeEngine final : public ReplayEngine {
   std::unique_ptr<IWaitPoint> released_point_;
   EngineSnapshot status_ ORVENTA_GUARDED_BY(mutex_);
   Config config_ ORVENTA_GUARDED_BY(mutex_);
+  GameList game_list_ ORVENTA_GUARDED_BY(mutex_);
   uint64_t save_takes_ns_ ORVENTA_GUARDED_BY(mutex_) = 0;
   SaveEnd save_end_ ORVENTA_GUARDED_BY(mutex_);
   bool released_ ORVENTA_GUARDED_BY(mutex_) = false;

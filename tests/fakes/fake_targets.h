@@ -13,6 +13,12 @@ namespace orventa {
 
 class FakeTargets final : public ITargetFinder, public IWindowWatch {
  public:
+  bool SetGameList(const GameList& new_list, const FindPolicy& new_policy) override {
+    const bool changed = list != new_list || policy != new_policy;
+    list = new_list;
+    policy = new_policy;
+    return changed;
+  }
   Status Find(uint64_t current_window, FoundTarget& out) override {
     ++finds;
     last_current_window = current_window;
@@ -24,6 +30,7 @@ class FakeTargets final : public ITargetFinder, public IWindowWatch {
     out = *answer;
     return {};
   }
+  std::string Explain(uint64_t) override { return "told\n"; }
   bool IsHiddenOrMinimised(uint64_t window) override { return minimised.contains(window); }
   bool IsForeground(uint64_t window) override { return foreground == window; }
   void ReadTitle(uint64_t, std::string& title) override {
@@ -55,6 +62,10 @@ class FakeTargets final : public ITargetFinder, public IWindowWatch {
   uint64_t foreground = 0;
   std::set<uint64_t> minimised;
   std::string window_title;
+
+  // What was given.
+  GameList list;
+  FindPolicy policy;
 
   // Counters.
   int finds = 0;

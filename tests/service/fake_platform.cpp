@@ -58,17 +58,18 @@ int FakePlatform::Run(std::vector<std::string> arguments) {
   folders.pictures = Folder("pictures");
   folders.temp = folder_.path();
   folders.program = Folder("program");
-  Platform platform{
-      clock,
-      folders,
-      "tester",
-      *this,
-      *this,
-      *this,
-      [this](const Config&, std::unique_ptr<ReplayEngine>& out) { return MakeEngine(out); },
-      [this](IClock&, ChannelOptions options, std::unique_ptr<IChannelServer>& out) {
-        return OpenFakeChannel(std::move(options), out);
-      }};
+  Platform platform{clock,
+                    folders,
+                    "tester",
+                    *this,
+                    *this,
+                    *this,
+                    [this](const Config&, const GameList&, std::unique_ptr<ReplayEngine>& out) {
+                      return MakeEngine(out);
+                    },
+                    [this](IClock&, ChannelOptions options, std::unique_ptr<IChannelServer>& out) {
+                      return OpenFakeChannel(std::move(options), out);
+                    }};
   const int code = RunService(platform, arguments);
   loop = nullptr;
   engine = nullptr;

@@ -76,7 +76,7 @@ TEST(EngineAllocations, NoneInTheSteadyLoop) {
                            .targets = rig.targets,
                            .windows = rig.targets,
                            .backends = {&rig.backend}},
-                          rig.folders, rig.config);
+                          rig.folders, rig.config, rig.list);
   ASSERT_TRUE(rig.engine->Start().ok());
   rig.Run(30 * kSec);
 

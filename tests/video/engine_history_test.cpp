@@ -56,7 +56,7 @@ TEST(EngineHistory, TheTimelineRunsOnAcrossPipelines) {
   for (uint32_t kbps : {5000U, 6000U, 7000U}) {
     rig.config.video.bitrate_auto = false;
     rig.config.video.bitrate_kbps = kbps;
-    ASSERT_TRUE(rig.engine->ApplySettings(rig.config).ok());
+    ASSERT_TRUE(rig.engine->ApplySettings(rig.config, rig.list).ok());
     rig.Run(5 * kSec);
     EXPECT_EQ(rig.backend.settings.bitrate_kbps, kbps);
   }
@@ -72,7 +72,7 @@ TEST(EngineHistory, SettingsThatNeedNoRestartAreTakenLive) {
   rig.StartOnWindow(30 * kSec);
   rig.config.replay.duration_seconds = 10;
   rig.config.service.save_seconds = 30;
-  ASSERT_TRUE(rig.engine->ApplySettings(rig.config).ok());
+  ASSERT_TRUE(rig.engine->ApplySettings(rig.config, rig.list).ok());
   rig.Run(kSec);
   EXPECT_EQ(rig.backend.opened, 1);
   EXPECT_EQ(rig.Look().replay_seconds, 10U);
@@ -84,7 +84,7 @@ TEST(EngineHistory, ANewCodecResetsTheHistory) {
   EngineRig rig;
   rig.StartOnWindow(20 * kSec);
   rig.config.video.codec = Codec::Hevc;
-  ASSERT_TRUE(rig.engine->ApplySettings(rig.config).ok());
+  ASSERT_TRUE(rig.engine->ApplySettings(rig.config, rig.list).ok());
   rig.Run(2 * kSec);
   EXPECT_EQ(rig.Look().codec, "hevc");
   EXPECT_EQ(rig.Look().history_resets, 1U);

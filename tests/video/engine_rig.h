@@ -31,7 +31,7 @@ struct EngineRig {
                          .targets = targets,
                          .windows = targets,
                          .backends = {&backend}},
-                        folders, config);
+                        folders, config, list);
     ASSERT_TRUE(engine->Start().ok());
   }
   // Starts with one window open and lets it run for a while.
@@ -50,6 +50,7 @@ struct EngineRig {
   FakeEncoderBackend backend{clock};
   KnownFolders folders;
   Config config;
+  GameList list;
   std::unique_ptr<ReplayEngine> engine;
 };
 

@@ -50,7 +50,7 @@ TEST(EffectiveSettings, WhatNeedsARestart) {
   struct Row {
     const char* what;
     void (*change)(Config&);
-    SettingsChange expected;
+    SettingEffects expected;
   };
   const Row rows[] = {
       {"nothing", [](Config&) {}, {}},
@@ -65,7 +65,7 @@ TEST(EffectiveSettings, WhatNeedsARestart) {
   for (const Row& row : rows) {
     Config after;
     row.change(after);
-    EXPECT_EQ(CompareSettings({}, after), row.expected) << row.what;
+    EXPECT_EQ(EffectsOfChange({}, after), row.expected) << row.what;
   }
 }
 

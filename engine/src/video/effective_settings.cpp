@@ -5,19 +5,9 @@
 
 #include "base/clock.h"
 #include "base/log.h"
-#include "settings/apply_setting.h"
+#include "settings/schema.h"
 
 namespace orventa {
-
-SettingsChange CompareSettings(const Config& before, const Config& after) {
-  SettingsChange change;
-  // Replay length, storage and output folders are taken over live. The settings of
-  // recordings count when a recording opens.
-  change.restart = before.video != after.video || before.adapter != after.adapter ||
-                   before.capture != after.capture;
-  change.sound = before.audio != after.audio;
-  return change;
-}
 
 void EffectiveSettings::SetBase(const Config& base) {
   base_ = base;
@@ -38,11 +28,15 @@ void EffectiveSettings::Rebuild() {
   effective_ = base_;
   for (const SettingOverrides* overrides : {&target_, &session_}) {
     for (const auto& [key, value] : *overrides) {
-      if (const Status applied = ApplySetting(effective_, key, value); !applied.ok()) {
-        LogWarning("a setting was left out: %s", applied.message().c_str());
+      if (IsKnownKey(key)) {
+        ApplySetting(effective_, key, value);
+      } else {
+        LogWarning("a setting was left out: unknown setting: %s", key.c_str());
       }
     }
   }
+  // What the user hears of is the file; a game's own lines are only kept in range.
+  (void)Validate(effective_);
 }
 
 void EffectiveSettings::KeepForOldTarget(uint64_t now_ns) {

@@ -11,14 +11,6 @@
 
 namespace orventa {
 
-// What a running pipeline has to do about new settings.
-struct SettingsChange {
-  bool restart = false;  // build the pipeline anew
-  bool sound = false;    // take the sound settings over, live if possible
-  bool operator==(const SettingsChange&) const = default;
-};
-SettingsChange CompareSettings(const Config& before, const Config& after);
-
 class EffectiveSettings {
  public:
   explicit EffectiveSettings(const Config& base) : base_(base), effective_(base) {}

@@ -20,8 +20,11 @@ Status NotHereYet(const char* what) {
 
 }  // namespace
 
-Engine::Engine(const EnginePlatform& platform, const KnownFolders& folders, const Config& config)
-    : core_(platform, folders, config) {}
+Engine::Engine(const EnginePlatform& platform, const KnownFolders& folders, const Config& config,
+               const GameList& game_list)
+    : core_(platform, folders, config) {
+  platform.targets.SetGameList(game_list, FindPolicyOf(config));
+}
 
 Engine::~Engine() {
   Stop();
@@ -151,13 +154,15 @@ void Engine::ClearHistory() {
   core_.orders.Set(core_.orders.clear_requested, true);
 }
 
-Status Engine::ApplySettings(const Config& config) {
+Status Engine::ApplySettings(const Config& config, const GameList& game_list) {
+  const bool list_changed = core_.platform.targets.SetGameList(game_list, FindPolicyOf(config));
   const SessionState::Outcome outcome = core_.session.SetBase(config);
   if (outcome.history_lost) {
     core_.status.Update([](EngineSnapshot& record) { ++record.history_resets; });
   }
   if (outcome.change.sound) core_.orders.sound_changed = true;
-  if (outcome.change.restart) core_.orders.Set(core_.orders.restart_requested, true);
+  if (outcome.change.restart || list_changed)
+    core_.orders.Set(core_.orders.restart_requested, true);
   return {};
 }
 
@@ -197,13 +202,18 @@ EngineSnapshot Engine::GetStatus() const {
   return snapshot;
 }
 
+std::string Engine::ExplainTarget() const {
+  return core_.platform.targets.Explain(core_.status.Read(core_.clock().SteadyNs()).target_window);
+}
+
 Config Engine::GetSettings() const {
   return core_.session.Effective();
 }
 
 std::unique_ptr<ReplayEngine> MakeEngine(const EnginePlatform& platform,
-                                         const KnownFolders& folders, const Config& config) {
-  return std::make_unique<Engine>(platform, folders, config);
+                                         const KnownFolders& folders, const Config& config,
+                                         const GameList& game_list) {
+  return std::make_unique<Engine>(platform, folders, config, game_list);
 }
 
 }  // namespace orventa

@@ -16,7 +16,8 @@ namespace orventa {
 class Engine final : public ReplayEngine {
  public:
   // What `platform` refers to must outlive the engine.
-  Engine(const EnginePlatform& platform, const KnownFolders& folders, const Config& config);
+  Engine(const EnginePlatform& platform, const KnownFolders& folders, const Config& config,
+         const GameList& game_list);
   ~Engine() override;
 
   Status Start() override;
@@ -37,12 +38,13 @@ class Engine final : public ReplayEngine {
   void ClearHistory() override;
   void SetPushToTalkHeld(bool held) override;
   bool ToggleWebcam() override;
-  Status ApplySettings(const Config& config) override;
+  Status ApplySettings(const Config& config, const GameList& game_list) override;
   bool HasNoEncoder() const override;
   void RetryEncoder() override;
   void NotifySuspending() override;
   void NotifyResumed() override;
   EngineSnapshot GetStatus() const override;
+  std::string ExplainTarget() const override;
   Config GetSettings() const override;
 
  private:
@@ -56,6 +58,7 @@ class Engine final : public ReplayEngine {
 };
 
 std::unique_ptr<ReplayEngine> MakeEngine(const EnginePlatform& platform,
-                                         const KnownFolders& folders, const Config& config);
+                                         const KnownFolders& folders, const Config& config,
+                                         const GameList& game_list);
 
 }  // namespace orventa

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/status.h"
+#include "games/targets/game_list.h"
 #include "settings/config.h"
 #include "video/timeline_notes.h"
 
@@ -97,13 +98,16 @@ class ReplayEngine {
   virtual void ClearHistory() = 0;
   virtual void SetPushToTalkHeld(bool held) = 0;
   virtual bool ToggleWebcam() = 0;
-  virtual Status ApplySettings(const Config& config) = 0;
+  // The engine decides what it takes over live and what its pipeline is built anew for.
+  virtual Status ApplySettings(const Config& config, const GameList& game_list) = 0;
   virtual bool HasNoEncoder() const = 0;
   virtual void RetryEncoder() = 0;
   virtual void NotifySuspending() = 0;
   virtual void NotifyResumed() = 0;
   virtual EngineSnapshot GetStatus() const = 0;  // any thread
-  virtual Config GetSettings() const = 0;        // any thread; the effective settings
+  // Why this target and no other, for people. Asks the desktop; any thread.
+  virtual std::string ExplainTarget() const = 0;
+  virtual Config GetSettings() const = 0;  // any thread; the effective settings
 };
 
 }  // namespace orventa

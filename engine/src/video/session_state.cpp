@@ -66,7 +66,7 @@ void SessionState::ForgetKept() {
 }
 
 SessionState::Outcome SessionState::Changed(const Config& before) {
-  return {.change = CompareSettings(before, settings_.config()),
+  return {.change = EffectsOfChange(before, settings_.config()),
           .history_lost = ReconfigureHistory()};
 }
 

@@ -10,6 +10,7 @@
 
 #include "base/mutex.h"
 #include "mp4/movie.h"
+#include "settings/schema.h"
 #include "video/clip_saver.h"
 #include "video/effective_settings.h"
 #include "video/encoder_choice.h"
@@ -30,7 +31,7 @@ class SessionState {
   // Settings. Each takes the new ones over into the history as well and returns
   // what that means; `history_lost` when a noticeable part of it went.
   struct Outcome {
-    SettingsChange change;
+    SettingEffects change;
     bool history_lost = false;
   };
   Outcome SetBase(const Config& base);

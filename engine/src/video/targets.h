@@ -8,6 +8,7 @@
 #include <string>
 
 #include "base/status.h"
+#include "games/targets/find_game.h"
 #include "video/capture.h"
 #include "video/setting_overrides.h"
 
@@ -15,12 +16,13 @@ namespace orventa {
 
 struct FoundTarget {
   CaptureTarget target;
-  std::string name;           // the target's own name, "" for a display without one
-  std::string description;    // for people: title, or display name and size
-  std::string path;           // the program file; empty when unknown
-  size_t list_index = 0;      // place in the game list; a lower one wins
-  bool any_game = false;      // chosen because it looks like a game
-  SettingOverrides settings;  // in force while this target is captured
+  std::string name;             // the target's own name, "" for a display without one
+  std::string description;      // for people: title, or display name and size
+  std::string path;             // the program file; empty when unknown
+  size_t list_index = 0;        // place in the game list; a lower one wins
+  bool any_game = false;        // chosen because it looks like a game
+  bool record_session = false;  // its whole session is to be recorded
+  SettingOverrides settings;    // in force while this target is captured
 
   bool IsWindow() const { return target.kind == CaptureTarget::Kind::Window; }
 };
@@ -28,9 +30,13 @@ struct FoundTarget {
 class ITargetFinder {
  public:
   virtual ~ITargetFinder() = default;
+  // What to look for from now on; whether that is another list than before. Any thread.
+  virtual bool SetGameList(const GameList& list, const FindPolicy& policy) = 0;
   // NoTarget when nothing on the list is open. `current_window` is the window
   // captured now, or 0: it keeps its claim while it is in the background.
   virtual Status Find(uint64_t current_window, FoundTarget& out) = 0;
+  // The same decision told in full, for people.
+  virtual std::string Explain(uint64_t current_window) = 0;
 };
 
 class IWindowWatch {

@@ -1,0 +1,26 @@
+// The texts that people edit by hand, as files: reading bears with writers and
+// with damage, writing never leaves half a file. One lock of the process keeps a
+// reader from the moment of replacement. Any thread; may wait half a second.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "base/clock.h"
+#include "base/files.h"
+#include "base/status.h"
+
+namespace orventa {
+
+struct SettingsTextFile {
+  std::string text;
+  bool existed = false;      // `text` is usable
+  bool from_backup = false;  // a file with a zero byte in it was replaced by its ".bak"
+  bool unusable = false;     // damaged, and the backup no better
+};
+// A file that is not there is no failure.
+Status ReadSettingsText(IClock& clock, const std::string& path, SettingsTextFile& out);
+
+Status WriteSettingsText(const std::string& path, std::string_view text, KeepBackup backup);
+
+}  // namespace orventa
