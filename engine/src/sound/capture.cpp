@@ -1,0 +1,16 @@
+#include "sound/capture.h"
+
+#include "base/clock.h"
+
+namespace orventa {
+
+uint64_t FramesBefore(uint64_t origin_ns, uint64_t until_ns, uint32_t rate) {
+  if (until_ns <= origin_ns) return 0;
+  // Split at whole seconds, so that no product outgrows 64 bits. Frame n lies at
+  // n seconds over the rate; one that lies at `until_ns` itself is not earlier.
+  const uint64_t span_ns = until_ns - origin_ns;
+  const uint64_t part = span_ns % kNsPerSecond * rate;
+  return span_ns / kNsPerSecond * rate + (part + kNsPerSecond - 1) / kNsPerSecond;
+}
+
+}  // namespace orventa
