@@ -1,6 +1,7 @@
 #include "base/text.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdarg>
 #include <cstddef>
@@ -86,6 +87,34 @@ void AppendUtf8(std::string& out, char32_t code) {
   }
 }
 
+// Capitals from `first` on and the distance to their small letters. Step 2: the
+// capital and its small letter take turns.
+struct CapitalRange {
+  char32_t first;
+  char32_t last;
+  int32_t distance;
+  uint32_t step = 1;
+};
+constexpr auto kCapitals = std::to_array<CapitalRange>({
+    {0x00C0, 0x00D6, 32},   {0x00D8, 0x00DE, 32},   {0x0100, 0x012E, 1, 2}, {0x0130, 0x0130, -199},
+    {0x0132, 0x0136, 1, 2}, {0x0139, 0x0147, 1, 2}, {0x014A, 0x0176, 1, 2}, {0x0178, 0x0178, -121},
+    {0x0179, 0x017D, 1, 2}, {0x0386, 0x0386, 38},   {0x0388, 0x038A, 37},   {0x038C, 0x038C, 64},
+    {0x038E, 0x038F, 63},   {0x0391, 0x03A1, 32},   {0x03A3, 0x03AB, 32},   {0x0400, 0x040F, 80},
+    {0x0410, 0x042F, 32},   {0x0460, 0x0480, 1, 2}, {0x048A, 0x04BE, 1, 2}, {0x04C0, 0x04C0, 15},
+    {0x04C1, 0x04CD, 1, 2}, {0x04D0, 0x052E, 1, 2}, {0x0531, 0x0556, 48},   {0x1E00, 0x1E94, 1, 2},
+    {0x1EA0, 0x1EFE, 1, 2}, {0xFF21, 0xFF3A, 32},
+});
+
+char32_t LowerCode(char32_t code) {
+  for (const CapitalRange& range : kCapitals) {
+    if (code < range.first) break;
+    if (code <= range.last && (code - range.first) % range.step == 0) {
+      return static_cast<char32_t>(static_cast<int32_t>(code) + range.distance);
+    }
+  }
+  return code;
+}
+
 bool IsHighSurrogate(char32_t unit) {
   return unit >= 0xD800 && unit <= 0xDBFF;
 }
@@ -105,6 +134,25 @@ std::string_view Trim(std::string_view text) {
 std::string ToLower(std::string_view text) {
   std::string lower(text);
   std::transform(lower.begin(), lower.end(), lower.begin(), LowerAscii);
+  return lower;
+}
+
+std::string ToLowerUnicode(std::string_view text) {
+  std::string lower;
+  lower.reserve(text.size());
+  for (size_t i = 0; i < text.size();) {
+    if (static_cast<uint8_t>(text[i]) < 0x80) {
+      lower.push_back(LowerAscii(text[i++]));
+      continue;
+    }
+    const DecodedChar decoded = DecodeUtf8(text, i);
+    if (decoded.valid) {
+      AppendUtf8(lower, LowerCode(decoded.code));
+    } else {
+      lower.append(text.substr(i, decoded.bytes));
+    }
+    i += decoded.bytes;
+  }
   return lower;
 }
 

@@ -16,6 +16,9 @@ namespace orventa {
 std::string_view Trim(std::string_view text);
 // ASCII letters only.
 std::string ToLower(std::string_view text);
+// Also the capitals of Latin, Greek, Cyrillic, Armenian and full-width letters that
+// have one small letter each; what is no UTF-8 stays as it is.
+std::string ToLowerUnicode(std::string_view text);
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 bool ContainsIgnoreCase(std::string_view text, std::string_view part);
 std::vector<std::string_view> Split(std::string_view text, char separator);

@@ -89,6 +89,17 @@ TEST(Text, NumbersAreWholeDecimalOrNothing) {
   }
 }
 
+TEST(Text, LowersLettersOfManyScripts) {
+  EXPECT_EQ(ToLowerUnicode("A[Z \u00C9\u00D7\u00DF\u0178 \u0141\u0142\u0130\u0131\u017D"),
+            "a[z \u00E9\u00D7\u00DF\u00FF \u0142\u0142i\u0131\u017E");
+  EXPECT_EQ(ToLowerUnicode("\u0386\u0391\u03A9\u03C9 \u0401\u0416\u042F\u0436\u04C0\u04C1\u04C2"),
+            "\u03AC\u03B1\u03C9\u03C9 \u0451\u0436\u044F\u0436\u04CF\u04C2\u04C2");
+  EXPECT_EQ(ToLowerUnicode("\xC3 \xFF\xE2\x82"
+                           "A \u4E16\U0001F600"),
+            "\xC3 \xFF\xE2\x82"
+            "a \u4E16\U0001F600");
+}
+
 TEST(Text, TrimsSplitsAndComparesAsciiOnly) {
   EXPECT_EQ(Trim(" \t\r\n a b \r\n"), "a b");
   EXPECT_EQ(Trim(" \t "), "");
