@@ -351,7 +351,7 @@ struct Config {
   Webcam webcam;
   GameEvents game_events;
   // By event id, in the file's order. An event that is not listed does as the event
-  // table says, and has no action.
+  // table says, and has no action; what says no more than that is not listed.
   std::vector<std::pair<std::string, bool>> game_event_marks;
   std::vector<std::pair<std::string, std::string>> game_event_actions;
   InputOverlay input_overlay;

@@ -17,8 +17,11 @@ namespace orventa {
 // game events is known: their keys are events, which later versions add to.
 bool IsKnownKey(std::string_view name);
 
+// Every setting that the file has a line for, in the file's order.
+std::vector<std::string> KnownKeys();
+
 // Takes one line's value over. A value that the key cannot hold leaves the config
-// as it was; so does a key that is not known.
+// as it was; so does a key that no version ever had.
 void ApplySetting(Config& config, std::string_view section, std::string_view key,
                   std::string_view value);
 // By the whole name, split at its first dot.

@@ -1,0 +1,100 @@
+// Where files go and what they are called; screenshots.
+#include "base/text.h"
+#include "settings/setting.h"
+
+namespace orventa::schema {
+namespace {
+
+using C = Config;
+using Out = Config::Output;
+
+Value FileName(Member<std::string> member) {
+  Value value = Text(member);
+  value.stage = CheckStage::FileNames;
+  value.correct = [=](Config& config, const Config& defaults) {
+    if (!Trim(Of(member, config)).empty()) return false;
+    member(config) = Of(member, defaults);
+    return true;
+  };
+  value.warning = "A file name was empty, so it went back to the default.";
+  return value;
+}
+
+struct KindWords {
+  std::string_view kind;
+  std::string_view plural;
+  std::string_view folder;  // the default one
+};
+
+template <auto kOutput>
+void AppendKind(Settings& rows, const KindWords& words) {
+  const auto add = [&](std::string_view key, Value value, std::string comment) {
+    std::string name(words.kind);
+    name += key;
+    rows.push_back({"storage", name, std::move(value), Effect::None, std::move(comment)});
+  };
+  const std::string plural(words.plural);
+  add("_directory", Text(At<&C::storage, kOutput, &Out::directory>),
+      "The folder that " + plural +
+          " go to, as a whole path. Empty is the default: " + std::string(words.folder) +
+          ".\nA folder that cannot be written is done without: the default one stands in.");
+  add("_filename_pattern", FileName(At<&C::storage, kOutput, &Out::filename_pattern>),
+      "What the files of " + plural +
+          " are called, from the time of saving: %d day, %m month, %Y year (%y its last two\n"
+          "digits), %H hour, %M minute, %S second, %% a percent sign. \\ / : * ? \" < > | become "
+          "_.");
+  add("_cleanup", Bool(At<&C::storage, kOutput, &Out::cleanup>),
+      "true deletes the oldest " + plural + " once their folder holds more than " +
+          std::string(words.kind) + "_limit_mb. false, the default, never does.");
+  add("_limit_mb", Number(At<&C::storage, kOutput, &Out::limit_mb>),
+      "How many megabytes of " + plural + " are kept; 1024 are a gigabyte. Counts only while " +
+          std::string(words.kind) + "_cleanup is true.");
+  add("_age_cleanup", Bool(At<&C::storage, kOutput, &Out::age_cleanup>),
+      "true deletes " + plural + " that are older than " + std::string(words.kind) +
+          "_max_age_days, however much room there is.");
+  add("_max_age_days", Number(At<&C::storage, kOutput, &Out::max_age_days>),
+      "How many days " + plural + " are kept. Counts only while " + std::string(words.kind) +
+          "_age_cleanup is true.");
+  add("_permanent_delete", Bool(At<&C::storage, kOutput, &Out::permanent_delete>),
+      "true deletes for good when cleaning up. false puts the files into the recycle bin, where\n"
+      "they go on taking room until it is emptied.");
+  add("_delete_favorites", Bool(At<&C::storage, kOutput, &Out::delete_favorites>),
+      "true lets the two cleanups above take " + plural + " with a star, too.");
+}
+
+}  // namespace
+
+Settings OutputSettings() {
+  Settings rows;
+  AppendKind<&C::Storage::replay>(
+      rows, {"replay", "replays and clips", "the folder ORVENTA in your videos"});
+  AppendKind<&C::Storage::recording>(
+      rows, {"recording", "recordings", "the folder ORVENTA in your videos"});
+  AppendKind<&C::Storage::screenshot>(
+      rows, {"screenshot", "screenshots", "the folder ORVENTA Screenshots in your pictures"});
+  rows.push_back(
+      {"storage", "folder_per_game", Bool(At<&C::storage, &C::Storage::folder_per_game>),
+       Effect::None,
+       "true sorts every kind of file into a folder named after the game. What was taken "
+       "from a whole\ndisplay goes under Monitor."});
+
+  using S = C::Screenshot;
+  const auto shot = [&](std::string key, Value value, std::string comment) {
+    rows.push_back(
+        {"screenshot", std::move(key), std::move(value), Effect::None, std::move(comment)});
+  };
+  shot("format", Words(At<&C::screenshot, &S::format>, {"png", "jpg"}, {"jpeg", 1}),
+       "png keeps every pixel as it was. jpg makes files of about a tenth of that size, with "
+       "traces\n"
+       "around sharp edges.");
+  shot("jpeg_quality", Number(At<&C::screenshot, &S::jpeg_quality>, Checked(1, 100)),
+       "For jpg only, 1 to 100: higher looks better and takes more room. At 90 the difference is\n"
+       "hard to see.");
+  shot("hdr", Bool(At<&C::screenshot, &S::hdr>),
+       "true keeps screenshots of HDR games in HDR: a png for HDR displays only, or a jpg that "
+       "looks\n"
+       "right on every display. false makes ordinary pictures of all games.");
+  return rows;
+}
+
+}  // namespace orventa::schema
