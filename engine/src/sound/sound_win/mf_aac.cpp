@@ -1,0 +1,362 @@
+#include "sound/sound_win/mf_aac.h"
+
+#include <windows.h>
+
+#include <mfapi.h>
+#include <mferror.h>
+#include <mftransform.h>
+#include <wrl/client.h>
+
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "base/clock.h"
+#include "base/rescale.h"
+#include "sound/aac_queue.h"
+
+namespace orventa {
+namespace {
+
+using Microsoft::WRL::ComPtr;
+
+constexpr uint64_t kNsPerTick = 100;  // times of Media Foundation
+constexpr UINT32 kSampleBits = 16;
+constexpr UINT32 kSampleBytes = 2;
+constexpr UINT32 kRawPayload = 0;
+constexpr UINT32 kProfileLevel = 0x29;
+constexpr size_t kWaveHeaderBytes = 12;
+constexpr DWORD kDefaultOutputBytes = 4096;
+constexpr DWORD kGivesSamples =
+    MFT_OUTPUT_STREAM_PROVIDES_SAMPLES | MFT_OUTPUT_STREAM_CAN_PROVIDE_SAMPLES;
+
+// What is called of mfplat.dll. Once loaded, it stays: it has threads of its own.
+struct MfFunctions {
+  decltype(&MFStartup) startup = nullptr;
+  decltype(&MFShutdown) shutdown = nullptr;
+  decltype(&MFTEnumEx) enumerate = nullptr;
+  decltype(&MFCreateMediaType) create_media_type = nullptr;
+  decltype(&MFCreateMemoryBuffer) create_memory_buffer = nullptr;
+  decltype(&MFCreateSample) create_sample = nullptr;
+  bool complete = false;
+
+  MfFunctions() {
+    const HMODULE library = LoadLibraryExW(L"mfplat.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+    if (library == nullptr) return;
+    complete = Bind(library, "MFStartup", startup) && Bind(library, "MFShutdown", shutdown) &&
+               Bind(library, "MFTEnumEx", enumerate) &&
+               Bind(library, "MFCreateMediaType", create_media_type) &&
+               Bind(library, "MFCreateMemoryBuffer", create_memory_buffer) &&
+               Bind(library, "MFCreateSample", create_sample);
+  }
+
+ private:
+  template <class Function>
+  static bool Bind(HMODULE library, const char* name, Function& function) {
+    function = reinterpret_cast<Function>(
+        reinterpret_cast<void*>(GetProcAddress(library, name)));  // void*: no type to hold against
+    return function != nullptr;
+  }
+};
+
+const MfFunctions& Mf() {
+  static const MfFunctions functions;
+  return functions;
+}
+
+// Media Foundation and COM for as long as one lives, on whichever thread.
+class MfSession {
+ public:
+  MfSession() = default;
+  ~MfSession() {
+    if (started_) Mf().shutdown();
+    if (apartment_ != nullptr) CoDecrementMTAUsage(apartment_);
+  }
+  MfSession(const MfSession&) = delete;
+  MfSession& operator=(const MfSession&) = delete;
+
+  Status Start() {
+    if (Mf().complete && SUCCEEDED(CoIncrementMTAUsage(&apartment_))) {
+      started_ = SUCCEEDED(Mf().startup(MF_VERSION, MFSTARTUP_LITE));
+    }
+    return started_ ? Status::Ok() : Status(StatusCode::BackendUnavailable, "MFStartup failed");
+  }
+
+ private:
+  CO_MTA_USAGE_COOKIE apartment_ = nullptr;
+  bool started_ = false;
+};
+
+// What MFTEnumEx gave.
+struct Activations {
+  IMFActivate** list = nullptr;
+  UINT32 count = 0;
+
+  Activations() = default;
+  ~Activations() {
+    for (UINT32 i = 0; i < count; ++i) list[i]->Release();
+    CoTaskMemFree(list);
+  }
+  Activations(const Activations&) = delete;
+  Activations& operator=(const Activations&) = delete;
+};
+
+struct TypeRow {
+  const GUID& key;
+  UINT32 value;
+};
+
+Status MakeType(const GUID& subtype, std::span<const TypeRow> rows, ComPtr<IMFMediaType>& type) {
+  HRESULT result = Mf().create_media_type(&type);
+  if (SUCCEEDED(result)) result = type->SetGUID(MF_MT_MAJOR_TYPE, MFMediaType_Audio);
+  if (SUCCEEDED(result)) result = type->SetGUID(MF_MT_SUBTYPE, subtype);
+  for (const TypeRow& row : rows) {
+    if (SUCCEEDED(result)) result = type->SetUINT32(row.key, row.value);
+  }
+  if (SUCCEEDED(result)) return Status::Ok();
+  return {StatusCode::OutOfMemory, "MFCreateMediaType failed"};
+}
+
+class MfAacEncoder final : public IAacEncoder {
+ public:
+  explicit MfAacEncoder(const AacSettings& settings) : settings_(settings) {}
+
+  // Once, before anything else.
+  Status Open();
+
+  Status Encode(std::span<const int16_t> samples, uint64_t pts) override;
+  bool Next(AacPacket& packet, Status& status) override { return finished_.Next(packet, status); }
+  Status Flush() override;
+  std::span<const uint8_t> Config() const override { return config_; }
+  SoundFormat Format() const override { return {settings_.sample_rate, settings_.channels}; }
+
+ private:
+  Status Activate();
+  Status SetOutputType();
+  Status SetInputType();
+  Status ReadConfig();
+  Status ReadOutputInfo();
+  Status MakeSample(DWORD bytes, ComPtr<IMFSample>& sample, ComPtr<IMFMediaBuffer>& buffer) const;
+  Status MakeInput(std::span<const int16_t> samples, uint64_t pts, ComPtr<IMFSample>& sample) const;
+  // Takes every packet that is ready; a failure waits for Next.
+  void Drain();
+  HRESULT TakeOutput();
+  HRESULT Keep(IMFSample& sample);
+
+  const AacSettings settings_;
+  MfSession session_;  // outlives everything below
+  ComPtr<IMFTransform> transform_;
+  bool flushed_ = false;
+  bool gives_samples_ = false;
+  DWORD output_bytes_ = kDefaultOutputBytes;
+  ComPtr<IMFSample> output_;  // filled again and again, unless the transform gives its own
+  ComPtr<IMFMediaBuffer> output_buffer_;
+  std::vector<uint8_t> config_;
+  AacQueue finished_;
+};
+
+Status MfAacEncoder::Open() {
+  Status status = session_.Start();
+  if (status.ok()) status = Activate();
+  if (status.ok()) status = SetOutputType();
+  if (status.ok()) status = SetInputType();
+  if (status.ok()) status = ReadConfig();
+  if (status.ok()) status = ReadOutputInfo();
+  if (!status.ok()) return status;
+  if (FAILED(transform_->ProcessMessage(MFT_MESSAGE_NOTIFY_BEGIN_STREAMING, 0)) ||
+      FAILED(transform_->ProcessMessage(MFT_MESSAGE_NOTIFY_START_OF_STREAM, 0))) {
+    return {StatusCode::DriverError, "the AAC encoder would not start"};
+  }
+  return Status::Ok();
+}
+
+Status MfAacEncoder::Activate() {
+  const MFT_REGISTER_TYPE_INFO input = {MFMediaType_Audio, MFAudioFormat_PCM};
+  const MFT_REGISTER_TYPE_INFO output = {MFMediaType_Audio, MFAudioFormat_AAC};
+  constexpr UINT32 kKinds =
+      MFT_ENUM_FLAG_SYNCMFT | MFT_ENUM_FLAG_LOCALMFT | MFT_ENUM_FLAG_SORTANDFILTER;
+  Activations found;
+  const HRESULT result = Mf().enumerate(MFT_CATEGORY_AUDIO_ENCODER, kKinds, &input, &output,
+                                        &found.list, &found.count);
+  if (FAILED(result) || found.count == 0) {
+    return {StatusCode::BackendUnavailable, "no AAC encoder MFT available"};
+  }
+  if (FAILED(found.list[0]->ActivateObject(IID_PPV_ARGS(&transform_)))) {
+    return {StatusCode::DriverError, "could not activate AAC encoder"};
+  }
+  return Status::Ok();
+}
+
+Status MfAacEncoder::SetOutputType() {
+  const TypeRow rows[] = {
+      {MF_MT_AUDIO_BITS_PER_SAMPLE, kSampleBits},
+      {MF_MT_AUDIO_SAMPLES_PER_SECOND, settings_.sample_rate},
+      {MF_MT_AUDIO_NUM_CHANNELS, settings_.channels},
+      {MF_MT_AUDIO_AVG_BYTES_PER_SECOND, AacBitrate(settings_.bitrate_bps) / 8},
+      {MF_MT_AAC_PAYLOAD_TYPE, kRawPayload},
+      {MF_MT_AAC_AUDIO_PROFILE_LEVEL_INDICATION, kProfileLevel},
+  };
+  ComPtr<IMFMediaType> type;
+  if (Status status = MakeType(MFAudioFormat_AAC, rows, type); !status.ok()) return status;
+  if (SUCCEEDED(transform_->SetOutputType(0, type.Get(), 0))) return Status::Ok();
+  return {StatusCode::Unsupported, "AAC encoder rejected the output type"};
+}
+
+Status MfAacEncoder::SetInputType() {
+  const UINT32 frame_bytes = settings_.channels * kSampleBytes;
+  const TypeRow rows[] = {
+      {MF_MT_AUDIO_BITS_PER_SAMPLE, kSampleBits},
+      {MF_MT_AUDIO_SAMPLES_PER_SECOND, settings_.sample_rate},
+      {MF_MT_AUDIO_NUM_CHANNELS, settings_.channels},
+      {MF_MT_AUDIO_BLOCK_ALIGNMENT, frame_bytes},
+      {MF_MT_AUDIO_AVG_BYTES_PER_SECOND, settings_.sample_rate * frame_bytes},
+  };
+  ComPtr<IMFMediaType> type;
+  if (Status status = MakeType(MFAudioFormat_PCM, rows, type); !status.ok()) return status;
+  if (SUCCEEDED(transform_->SetInputType(0, type.Get(), 0))) return Status::Ok();
+  return {StatusCode::Unsupported, "AAC encoder rejected the input type"};
+}
+
+// The AudioSpecificConfig stands behind the end of a wave header.
+Status MfAacEncoder::ReadConfig() {
+  ComPtr<IMFMediaType> type;
+  UINT32 size = 0;
+  std::vector<uint8_t> bytes;
+  HRESULT result = transform_->GetOutputCurrentType(0, &type);
+  if (SUCCEEDED(result)) result = type->GetBlobSize(MF_MT_USER_DATA, &size);
+  if (SUCCEEDED(result)) {
+    bytes.resize(size);
+    result = type->GetBlob(MF_MT_USER_DATA, bytes.data(), size, nullptr);
+  }
+  if (FAILED(result) || bytes.size() <= kWaveHeaderBytes) {
+    return {StatusCode::DriverError, "could not read AudioSpecificConfig from the AAC encoder"};
+  }
+  config_.assign(bytes.begin() + kWaveHeaderBytes, bytes.end());
+  return Status::Ok();
+}
+
+Status MfAacEncoder::ReadOutputInfo() {
+  MFT_OUTPUT_STREAM_INFO info{};
+  if (SUCCEEDED(transform_->GetOutputStreamInfo(0, &info))) {
+    gives_samples_ = (info.dwFlags & kGivesSamples) != 0;
+    if (info.cbSize != 0) output_bytes_ = info.cbSize;
+  }
+  if (gives_samples_) return Status::Ok();
+  return MakeSample(output_bytes_, output_, output_buffer_);
+}
+
+Status MfAacEncoder::MakeSample(DWORD bytes, ComPtr<IMFSample>& sample,
+                                ComPtr<IMFMediaBuffer>& buffer) const {
+  if (FAILED(Mf().create_memory_buffer(bytes, &buffer))) {
+    return {StatusCode::OutOfMemory, "MFCreateMemoryBuffer failed"};
+  }
+  if (FAILED(Mf().create_sample(&sample)) || FAILED(sample->AddBuffer(buffer.Get()))) {
+    return {StatusCode::OutOfMemory, "MFCreateSample failed"};
+  }
+  return Status::Ok();
+}
+
+Status MfAacEncoder::MakeInput(std::span<const int16_t> samples, uint64_t pts,
+                               ComPtr<IMFSample>& sample) const {
+  const uint64_t frames = samples.size() / settings_.channels;
+  const auto bytes = static_cast<DWORD>(frames * settings_.channels * kSampleBytes);
+  ComPtr<IMFMediaBuffer> buffer;
+  if (Status status = MakeSample(bytes, sample, buffer); !status.ok()) return status;
+  BYTE* data = nullptr;
+  if (FAILED(buffer->Lock(&data, nullptr, nullptr))) {
+    return {StatusCode::DriverError, "buffer lock failed"};
+  }
+  std::memcpy(data, samples.data(), bytes);
+  buffer->Unlock();
+  buffer->SetCurrentLength(bytes);
+  const uint64_t length_ns = Rescale(frames, settings_.sample_rate, kNsPerSecond);
+  sample->SetSampleTime(static_cast<LONGLONG>(pts / kNsPerTick));
+  sample->SetSampleDuration(static_cast<LONGLONG>(length_ns / kNsPerTick));
+  return Status::Ok();
+}
+
+Status MfAacEncoder::Encode(std::span<const int16_t> samples, uint64_t pts) {
+  if (flushed_) return {StatusCode::InvalidArgument, "the AAC encoder was flushed"};
+  if (samples.size() < settings_.channels) return Status::Ok();
+  if (samples.size() > MAXDWORD / kSampleBytes) {
+    return {StatusCode::OutOfMemory, "MFCreateMemoryBuffer failed"};
+  }
+  ComPtr<IMFSample> sample;
+  if (Status status = MakeInput(samples, pts, sample); !status.ok()) return status;
+  HRESULT result = transform_->ProcessInput(0, sample.Get(), 0);
+  if (result == MF_E_NOTACCEPTING) {
+    Drain();
+    result = transform_->ProcessInput(0, sample.Get(), 0);
+  }
+  Drain();
+  if (result == MF_E_NOTACCEPTING) {
+    return {StatusCode::DriverError, "the AAC encoder would not take more sound"};
+  }
+  if (FAILED(result)) return {StatusCode::DriverError, "ProcessInput failed"};
+  return Status::Ok();
+}
+
+Status MfAacEncoder::Flush() {
+  if (flushed_) return Status::Ok();
+  flushed_ = true;
+  if (FAILED(transform_->ProcessMessage(MFT_MESSAGE_NOTIFY_END_OF_STREAM, 0)) ||
+      FAILED(transform_->ProcessMessage(MFT_MESSAGE_COMMAND_DRAIN, 0))) {
+    return {StatusCode::DriverError, "could not drain the AAC encoder"};
+  }
+  Drain();
+  return Status::Ok();
+}
+
+void MfAacEncoder::Drain() {
+  for (;;) {
+    const HRESULT result = TakeOutput();
+    if (result == MF_E_TRANSFORM_NEED_MORE_INPUT) return;
+    if (SUCCEEDED(result)) continue;
+    finished_.Fail({StatusCode::DriverError, "ProcessOutput failed"});
+    return;
+  }
+}
+
+HRESULT MfAacEncoder::TakeOutput() {
+  if (output_buffer_) output_buffer_->SetCurrentLength(0);
+  MFT_OUTPUT_DATA_BUFFER data{};
+  data.pSample = output_.Get();
+  DWORD flags = 0;
+  const HRESULT result = transform_->ProcessOutput(0, 1, &data, &flags);
+  ComPtr<IMFCollection> events;
+  events.Attach(data.pEvents);
+  ComPtr<IMFSample> given;
+  if (gives_samples_) given.Attach(data.pSample);
+  if (FAILED(result)) return result;
+  // Success without a sample would go on forever.
+  return data.pSample == nullptr ? E_UNEXPECTED : Keep(*data.pSample);
+}
+
+HRESULT MfAacEncoder::Keep(IMFSample& sample) {
+  LONGLONG ticks = 0;
+  if (const HRESULT result = sample.GetSampleTime(&ticks); FAILED(result)) return result;
+  if (ticks < 0) return S_OK;
+  ComPtr<IMFMediaBuffer> buffer;
+  if (const HRESULT result = sample.ConvertToContiguousBuffer(&buffer); FAILED(result)) {
+    return result;
+  }
+  BYTE* bytes = nullptr;
+  DWORD size = 0;
+  if (const HRESULT result = buffer->Lock(&bytes, nullptr, &size); FAILED(result)) return result;
+  if (size > 0) finished_.Add({bytes, size}, static_cast<uint64_t>(ticks) * kNsPerTick);
+  buffer->Unlock();
+  return S_OK;
+}
+
+}  // namespace
+
+Status MakeMfAacEncoder(const AacSettings& settings, std::unique_ptr<IAacEncoder>& out) {
+  out.reset();
+  if (Status status = CheckAacSettings(settings); !status.ok()) return status;
+  auto encoder = std::make_unique<MfAacEncoder>(settings);
+  if (Status status = encoder->Open(); !status.ok()) return status;
+  out = std::move(encoder);
+  return Status::Ok();
+}
+
+}  // namespace orventa
