@@ -1,5 +1,7 @@
 #include "base/base_win/win32.h"
 
+#include <algorithm>
+
 #include "base/text.h"
 
 namespace orventa {
@@ -11,6 +13,15 @@ std::wstring Wide(std::string_view utf8) {
 
 std::string Narrow(std::wstring_view utf16) {
   return Utf16ToUtf8(std::u16string(utf16.begin(), utf16.end()));
+}
+
+void NarrowInto(std::wstring_view utf16, std::string& out) {
+  // No UTF-16 unit takes more than three bytes.
+  out.resize(utf16.size() * 3);
+  const int length =
+      WideCharToMultiByte(CP_UTF8, 0, utf16.data(), static_cast<int>(utf16.size()), out.data(),
+                          static_cast<int>(out.size()), nullptr, nullptr);
+  out.resize(static_cast<size_t>(std::max(length, 0)));
 }
 
 std::wstring SystemPath(std::string_view path) {

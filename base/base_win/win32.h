@@ -12,6 +12,8 @@ namespace orventa {
 
 std::wstring Wide(std::string_view utf8);
 std::string Narrow(std::wstring_view utf16);
+// The same into memory that is there already.
+void NarrowInto(std::wstring_view utf16, std::string& out);
 
 // A path as the system's calls take it: UTF-16, and past the length of the old
 // limit absolute and marked as a long one.
