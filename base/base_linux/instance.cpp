@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/base_linux/posix.h"
+#include "base/base_linux/process_stat.h"
 #include "base/base_linux/runtime_folder.h"
 #include "base/files.h"
 #include "base/text.h"
@@ -42,24 +43,6 @@ std::string LockFileName(const std::string& name) {
   return file;
 }
 
-// When a process was started, in ticks since the machine was; nothing when it is
-// gone. A dead process that its parent has not collected yet is gone.
-std::optional<uint64_t> StartTicks(uint64_t process_id) {
-  std::string text;
-  const std::string path = Format("/proc/%llu/stat", static_cast<unsigned long long>(process_id));
-  if (!ReadWholeFile(path, 64 * 1024, text).ok()) return std::nullopt;
-  // The second field is the program's name in brackets and may hold anything.
-  const size_t name_end = text.rfind(')');
-  if (name_end == std::string::npos) return std::nullopt;
-  const auto fields = Split(Trim(std::string_view(text).substr(name_end + 1)), ' ');
-  constexpr size_t kState = 0;
-  constexpr size_t kStartTime = 19;
-  if (fields.size() <= kStartTime || fields[kState] == "Z" || fields[kState] == "X") {
-    return std::nullopt;
-  }
-  return ParseUnsigned(fields[kStartTime]);
-}
-
 }  // namespace
 
 InstanceResult AcquireSingleInstance(const std::string& name, uint32_t wait_ms,
@@ -85,13 +68,14 @@ InstanceResult AcquireSingleInstance(const std::string& name, uint32_t wait_ms,
 }
 
 void WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) {
-  const auto own_start = StartTicks(static_cast<uint64_t>(getpid()));
-  if (!own_start || process_id == static_cast<uint64_t>(getpid())) return;
-  const auto first_seen = StartTicks(process_id);
-  if (!first_seen || *first_seen > *own_start) return;
+  const auto own = ReadProcessStat(static_cast<uint64_t>(getpid()));
+  if (!own || process_id == static_cast<uint64_t>(getpid())) return;
+  const auto first_seen = ReadProcessStat(process_id);
+  if (!first_seen || first_seen->start_ticks > own->start_ticks) return;
   const uint64_t give_up_ns = MonotonicNs() + wait_ms * kNsPerMs;
   // Another start time under the same number is another process.
-  while (StartTicks(process_id) == first_seen) {
+  for (auto seen = first_seen; seen && seen->start_ticks == first_seen->start_ticks;
+       seen = ReadProcessStat(process_id)) {
     const uint64_t now_ns = MonotonicNs();
     if (now_ns >= give_up_ns) return;
     SleepUntilMonotonicNs(std::min(now_ns + kRetryNs, give_up_ns));

@@ -7,8 +7,8 @@
 #include <deque>
 #include <vector>
 
+#include "base/ring.h"
 #include "tests/history/packets.h"
-#include "video/ring.h"
 
 namespace orventa {
 namespace {

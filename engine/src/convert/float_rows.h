@@ -6,9 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/instructions.h"
 #include "convert/colour.h"
 #include "convert/geometry.h"
-#include "convert/instructions.h"
 
 namespace orventa {
 

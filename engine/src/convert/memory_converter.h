@@ -4,9 +4,9 @@
 
 #include <memory>
 
+#include "base/instructions.h"
 #include "base/status.h"
 #include "convert/converter.h"
-#include "convert/instructions.h"
 #include "media/memory_picture.h"
 
 namespace orventa {

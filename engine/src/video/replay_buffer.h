@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "base/mutex.h"
+#include "base/ring.h"
 #include "media/packet.h"
 #include "video/keyframe_group_pool.h"
 #include "video/payload_files.h"
-#include "video/ring.h"
 
 namespace orventa {
 

@@ -1,4 +1,4 @@
-#include "convert/instructions.h"
+#include "base/instructions.h"
 
 #if defined(__x86_64__)
 #include <cpuid.h>

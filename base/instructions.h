@@ -1,4 +1,4 @@
-// Which vector instructions the row kernels may use on this processor. Any thread.
+// Which vector instructions the inner loops may use on this processor. Any thread.
 #pragma once
 
 namespace orventa {
