@@ -25,6 +25,8 @@ InstanceResult AcquireSingleInstance(const std::string& name, uint32_t wait_ms,
 // A process id that was given to a younger process is not waited for.
 void WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms);
 
+uint32_t CurrentProcessId();
+
 // The signed-in user's name, UTF-8; empty when the system names none.
 std::string CurrentUserName();
 

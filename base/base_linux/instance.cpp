@@ -82,6 +82,10 @@ void WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) {
   }
 }
 
+uint32_t CurrentProcessId() {
+  return static_cast<uint32_t>(getpid());
+}
+
 std::string CurrentUserName() {
   std::vector<char> buffer(16 * 1024);
   passwd entry{};

@@ -60,6 +60,10 @@ void WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) {
   (void)WaitForSingleObject(process.get(), wait_ms);
 }
 
+uint32_t CurrentProcessId() {
+  return GetCurrentProcessId();
+}
+
 std::string CurrentUserName() {
   wchar_t name[UNLEN + 1] = {};
   DWORD length = UNLEN + 1;
