@@ -11,6 +11,7 @@
 #include "service/pass.h"
 #include "service/saving.h"
 #include "service/service_state.h"
+#include "service/settings_changes.h"
 #include "settings/output_folders.h"
 
 namespace orventa {
@@ -79,6 +80,16 @@ void OpenReplayFolder(ServiceState& state) {
   if (!state.platform.desktop.OpenFolder(folder, code)) {
     LogError("could not open %s (%lld)", folder.c_str(), static_cast<long long>(code));
   }
+}
+
+void OpenText(ServiceState& state, const std::string& path) {
+  int64_t code = 0;
+  if (state.platform.desktop.OpenTextFile(path, code)) return;
+  LogError("could not open %s (%lld)", path.c_str(), static_cast<long long>(code));
+}
+
+void EditGameList(ServiceState& state) {
+  OpenText(state, state.game_list_path);
 }
 
 void PlayLastSaved(ServiceState& state) {
@@ -234,7 +245,9 @@ void ToggleBufferPause(ServiceState& state) {
   const bool paused = !state.engine->IsPaused();
   state.engine->SetPaused(paused);
   LogInfo("replay %s", paused ? "paused" : "resumed");
-  if (CopyConfig(state).service.remember_pause) RememberPause(state, paused);
+  if (CopyConfig(state).service.remember_pause) {
+    Remember(state, [paused](Config& config) { config.service.paused = paused; });
+  }
   ShowNotification(state, NoticeKind::BufferPaused, paused ? "Replay stopped" : "Replay started");
 }
 
@@ -257,9 +270,7 @@ void OpenWindow(ServiceState& state, const std::string& arguments) {
     return;
   }
   LogWarning("%s not found beside the service; opening the settings file instead", kWindowProgram);
-  if (!state.platform.desktop.OpenTextFile(state.config_path, code)) {
-    LogError("could not open %s (%lld)", state.config_path.c_str(), static_cast<long long>(code));
-  }
+  OpenText(state, state.config_path);
 }
 
 void EndService(ServiceState& state) {

@@ -38,28 +38,18 @@ bool UnfinishedUpdateLies(const Platform&) {
 void FinishInterruptedUpdate(ServiceState&) {}
 void DeleteOldInstallers(ServiceState&) {}
 void SweepUpdateLeftovers(ServiceState&) {}
-void TellUpdated(ServiceState&) {}
 void RunUpdateSchedule(ServiceState&) {}
 void RunUpdateGates(ServiceState&) {}
 void SetLanguage(const std::string&) {}
-void ChooseFirstRunCodec(ServiceState&, Config&) {}
-void TestCodecs(ServiceState&, Config&) {}
-void ValidateSettings(Config&) {}
 void SeedDefaultProfile(ServiceState&) {}
-void RememberPause(ServiceState&, bool) {}
-void ToggleAudio(ServiceState&) {}
-void ToggleMicrophone(ServiceState&) {}
-void ToggleMicrophoneMono(ServiceState&) {}
-void AdjustMicrophoneLevel(ServiceState&, int) {}
-void ToggleWebcam(ServiceState&) {}
+void KeepInPreset(ServiceState&, const Config::Video&) {}
+void NoteProfileStorage(ServiceState&, const Config&) {}
 void ApplyShellEntries(ServiceState&) {}
 void RepairInstalledAppsEntry(ServiceState&) {}
-void ReadGameList(ServiceState&) {}
 void StartGameEvents(ServiceState&) {}
 void StopGameEvents(ServiceState&) {}
 void RestartGameIntegrations(ServiceState&) {}
 void CheckGameIntegrations(ServiceState&) {}
-void EditGameList(ServiceState&) {}
 void LoadLibrary(ServiceState&) {}
 void ForgetVanishedFiles(ServiceState&) {}
 void StartLibraryScan(ServiceState&) {}
@@ -95,6 +85,10 @@ void RepairRecordings(ServiceState&) {}
 void StartRepairPass(ServiceState&) {}
 void WatchRecordings(ServiceState&) {}
 void RunCleanupSchedule(ServiceState&) {}
+void RequestCleanup(ServiceState&) {}
+std::string WarnCleanupFolder(ServiceState&, const Config&, OutputKind) {
+  return {};
+}
 bool ExportRunning(ServiceState&) {
   return false;
 }

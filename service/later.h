@@ -37,36 +37,28 @@ bool UnfinishedUpdateLies(const Platform& platform);
 void FinishInterruptedUpdate(ServiceState& state);
 void DeleteOldInstallers(ServiceState& state);
 void SweepUpdateLeftovers(ServiceState& state);
-void TellUpdated(ServiceState& state);
 void RunUpdateSchedule(ServiceState& state);
 void RunUpdateGates(ServiceState& state);
 
-// Languages.
+// Languages. "system" follows the desktop.
 void SetLanguage(const std::string& language);
 
-// Settings file: what the codecs of this machine do to it, and who else reads it.
-void ChooseFirstRunCodec(ServiceState& state, Config& config);
-void TestCodecs(ServiceState& state, Config& config);
-void ValidateSettings(Config& config);
+// Presets and profiles. Settings that came from a named preset go back into it when
+// they are edited; the folders of this machine stay with a profile. The last two
+// run on the control thread with settings_lock held.
 void SeedDefaultProfile(ServiceState& state);
-void RememberPause(ServiceState& state, bool paused);
-void ToggleAudio(ServiceState& state);
-void ToggleMicrophone(ServiceState& state);
-void ToggleMicrophoneMono(ServiceState& state);
-void AdjustMicrophoneLevel(ServiceState& state, int step);
-void ToggleWebcam(ServiceState& state);
+void KeepInPreset(ServiceState& state, const Config::Video& video);
+void NoteProfileStorage(ServiceState& state, const Config& config);
 
 // Shell entries: autostart, context menus, link handler, installed apps.
 void ApplyShellEntries(ServiceState& state);
 void RepairInstalledAppsEntry(ServiceState& state);
 
-// Game list and game events.
-void ReadGameList(ServiceState& state);
+// Game events.
 void StartGameEvents(ServiceState& state);
 void StopGameEvents(ServiceState& state);
 void RestartGameIntegrations(ServiceState& state);
 void CheckGameIntegrations(ServiceState& state);
-void EditGameList(ServiceState& state);
 
 // Library. The last two run on the save thread.
 void LoadLibrary(ServiceState& state);
@@ -114,8 +106,11 @@ void RepairRecordings(ServiceState& state);
 void StartRepairPass(ServiceState& state);
 void WatchRecordings(ServiceState& state);
 
-// Cleanup.
+// Cleanup. The second asks for a run soon, if anything is to be cleaned up by age;
+// the third says why a kind's folder would not be cleaned up, on any thread.
 void RunCleanupSchedule(ServiceState& state);
+void RequestCleanup(ServiceState& state);
+std::string WarnCleanupFolder(ServiceState& state, const Config& config, OutputKind kind);
 
 // Exports.
 bool ExportRunning(ServiceState& state);

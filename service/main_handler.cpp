@@ -12,16 +12,10 @@
 #include "service/pass.h"
 #include "service/saving.h"
 #include "service/service_state.h"
+#include "service/settings_reload.h"
 
 namespace orventa {
 namespace {
-
-void OnSettingsChanged(ServiceState& state) {
-  TakeStamps(state);
-  state.reload_pending = false;
-  Reconfigure(state);
-  state.own_write = false;
-}
 
 void OnShowNotice(ServiceState& state, const Message& message) {
   const auto* carried = dynamic_cast<const NoticeMessage*>(message.record.get());

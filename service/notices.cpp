@@ -5,6 +5,7 @@
 
 #include "service/later.h"
 #include "service/service_state.h"
+#include "service/settings_changes.h"
 
 namespace orventa {
 
@@ -15,6 +16,17 @@ std::string_view NoticeKindWord(NoticeKind kind) {
       "running_in_background", "update_available", "updated",   "export_done"};
   return kWords.at(static_cast<size_t>(kind));
 }
+
+namespace {
+
+// Where the program went when its window is closed is said once and for all.
+bool FirstTimeInBackground(ServiceState& state) {
+  if (CopyConfig(state).service.background_noticed) return false;
+  Remember(state, [](Config& config) { config.service.background_noticed = true; });
+  return true;
+}
+
+}  // namespace
 
 void NoticeList::Add(NoticeRecord notice) {
   const MutexLock lock(mutex_);
@@ -35,6 +47,7 @@ NoticeRecord NoticeList::Newest() const {
 
 void ShowNotification(ServiceState& state, NoticeKind kind, std::string title, std::string detail,
                       std::string path) {
+  if (kind == NoticeKind::RunningInBackground && !FirstTimeInBackground(state)) return;
   NoticeRecord notice;
   notice.kind = kind;
   notice.warning = kind == NoticeKind::Problem || kind == NoticeKind::ReplayFailed;

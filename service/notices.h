@@ -60,7 +60,8 @@ class NoticeList {
   uint64_t newest_seq_ ORVENTA_GUARDED_BY(mutex_) = 0;
 };
 
-// Main thread. Problem and ReplayFailed are warnings.
+// Main thread. Problem and ReplayFailed are warnings; RunningInBackground is shown
+// once in the life of a settings file.
 void ShowNotification(ServiceState& state, NoticeKind kind, std::string title,
                       std::string detail = {}, std::string path = {});
 

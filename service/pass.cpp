@@ -3,13 +3,12 @@
 #include <array>
 #include <utility>
 
-#include "base/files.h"
 #include "base/log.h"
 #include "service/channels.h"
 #include "service/event_save.h"
 #include "service/later.h"
 #include "service/service_state.h"
-#include "service/settings_source.h"
+#include "service/settings_reload.h"
 
 namespace orventa {
 namespace {
@@ -53,20 +52,6 @@ void SweepEveryHour(ServiceState& state) {
   if (state.seen.ticks % kSweepTicks == 0) SweepUpdateLeftovers(state);
 }
 
-// A file is read again on the tick after it stood still for a whole second, and
-// not at all when the last to write it was the service.
-void WatchSettings(ServiceState& state) {
-  const uint64_t config_stamp = LastWriteStamp(state.config_path).value_or(0);
-  const uint64_t game_list_stamp = LastWriteStamp(state.game_list_path).value_or(0);
-  if (config_stamp != state.config_stamp || game_list_stamp != state.game_list_stamp) {
-    state.config_stamp = config_stamp;
-    state.game_list_stamp = game_list_stamp;
-    state.reload_pending = !state.own_write;
-  } else if (std::exchange(state.reload_pending, false)) {
-    Reconfigure(state);
-  }
-}
-
 constexpr std::array<void (*)(ServiceState&), 16> kPass = {
     FlushEventSaveOfGoneGame, WatchTrayHover,        RefreshTray,    WatchEngineNews,
     RunCleanupSchedule,       SweepEveryHour,        WatchSettings,  RunUpdateSchedule,
@@ -87,37 +72,6 @@ void RefreshTray(ServiceState& state) {
   TellDriveNearlyFull(state, snapshot.drive_nearly_full);
   TellReplayDiskFailed(state, snapshot.buffer_disk_failures > 0);
   DrawTray(state, snapshot);
-}
-
-void Reconfigure(ServiceState& state) {
-  LogInfo("reloading settings");
-  Config config;
-  if (Status status = LoadSettings(state.config_path, state.options.settings, config);
-      !status.ok()) {
-    LogWarning("could not read %s: %s", state.config_path.c_str(), status.ToString().c_str());
-    ShowNotification(state, NoticeKind::Problem, "Could not read the settings file.");
-    return;
-  }
-  ValidateSettings(config);
-  ReadGameList(state);
-  {
-    const MutexLock lock(state.config_lock);
-    state.config = config;
-  }
-  ApplyShellEntries(state);
-  RestartGameIntegrations(state);
-  BindHotkeys(state);
-  ConnectInputOverlay(state);
-  LogInfo("reconfigure: bitrate=%u adapter=%s pattern=%s", config.video.bitrate_kbps,
-          config.adapter.empty() ? "(automatic)" : config.adapter.c_str(),
-          config.storage.replay.filename_pattern.c_str());
-  // What the engine could not take it tells through its status.
-  (void)state.engine->ApplySettings(config, CopyGameList(state));
-}
-
-void TakeStamps(ServiceState& state) {
-  state.config_stamp = LastWriteStamp(state.config_path).value_or(0);
-  state.game_list_stamp = LastWriteStamp(state.game_list_path).value_or(0);
 }
 
 }  // namespace orventa

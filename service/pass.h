@@ -11,10 +11,4 @@ void RunPass(ServiceState& state);
 // The engine's state as tray and log show it; also after what the user did.
 void RefreshTray(ServiceState& state);
 
-// Reads the settings again and hands them to the engine.
-void Reconfigure(ServiceState& state);
-
-// Takes the settings files as they are now for the ones that are in force.
-void TakeStamps(ServiceState& state);
-
 }  // namespace orventa

@@ -14,6 +14,7 @@
 #include "base/instance.h"
 #include "base/message_loop.h"
 #include "base/status.h"
+#include "encoders/machine_codecs.h"
 #include "service/channel/channel.h"
 #include "settings/config.h"
 #include "video/replay_engine.h"
@@ -49,6 +50,9 @@ class IProcess {
   // Keeps a folder from being moved or deleted while the result lives. Empty
   // where the system has no such hold, or refused it.
   virtual std::shared_ptr<void> HoldFolder(const std::string& path) = 0;
+  // To whoever started this program from a terminal or with its output taken up;
+  // nowhere when nobody did.
+  virtual void Print(std::string_view text) = 0;
   // Ends the process with no destructor run. Only a fake returns.
   virtual void EndNow(int code) = 0;
 };
@@ -85,6 +89,8 @@ struct Platform {
   // OpenChannel, or what stands in for it.
   std::function<bool(IClock& clock, ChannelOptions options, std::unique_ptr<IChannelServer>& out)>
       open_channel;
+  // What the card of that name encodes, or the best card. Empty: nothing is known.
+  std::function<MachineCodecs(const std::string& adapter)> find_codecs;
 };
 
 }  // namespace orventa

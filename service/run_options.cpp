@@ -4,7 +4,8 @@
 #include <string_view>
 
 #include "base/text.h"
-#include "settings/apply_setting.h"
+#include "service/settings_files.h"
+#include "settings/schema.h"
 
 namespace orventa {
 namespace {
@@ -29,11 +30,14 @@ Status ReadSetting(const std::string& text, RunOptions& options) {
   if (equals == std::string::npos) {
     return {StatusCode::InvalidArgument, "--set expects section.key=value, got: " + text};
   }
-  std::pair<std::string, std::string> setting(text.substr(0, equals), text.substr(equals + 1));
-  Config scratch;
-  Status status = ApplySetting(scratch, setting.first, setting.second);
-  if (status.ok()) options.settings.push_back(std::move(setting));
-  return status;
+  std::string name = ToLower(Trim(text.substr(0, equals)));
+  std::string value = text.substr(equals + 1);
+  if (!IsKnownKey(name)) return {StatusCode::InvalidArgument, "unknown setting: " + name};
+  if (const std::string problem = SettingProblem(name, value); !problem.empty()) {
+    return {StatusCode::InvalidArgument, name + ": " + problem};
+  }
+  options.settings.emplace_back(std::move(name), std::move(value));
+  return Status::Ok();
 }
 
 }  // namespace

@@ -52,13 +52,12 @@ bool DriveIsShort(ServiceState& state) {
   return free_bytes && *free_bytes < kShortDriveBytes;
 }
 
-std::string KeepSaved(ServiceState& state, const std::string& path, bool is_clip) {
+void KeepSaved(ServiceState& state, const std::string& path, bool is_clip) {
   RecordInLibrary(state, path, is_clip ? "clip" : "replay");
   LinkFinishedMatch(state, path);
   state.saves.saves_done++;
   state.saves.files_written++;
   LogInfo("save: %s", path.c_str());
-  return {};
 }
 
 std::string TellFailed(ServiceState& state, Status status, const EngineSnapshot& before) {
@@ -77,8 +76,12 @@ void WriteSave(ServiceState& state, SaveRequest request, const EngineSnapshot& b
   std::string path;
   Status status = SaveCatchingAll(*state.engine, request.seconds, path);
   const bool success = status.ok();
-  std::string message = success ? KeepSaved(state, path, request.is_clip)
-                                : TellFailed(state, std::move(status), before);
+  std::string message;  // a saved file speaks for itself
+  if (success) {
+    KeepSaved(state, path, request.is_clip);
+  } else {
+    message = TellFailed(state, std::move(status), before);
+  }
   {
     const MutexLock lock(state.saves.lock);
     state.saves.last_save_message = std::move(message);

@@ -87,7 +87,7 @@ struct ServiceState {
   std::unique_ptr<IMessageLoop> loop;    // the hidden window; must outlive all threads
   std::unique_ptr<ReplayEngine> engine;  // made once, never replaced
 
-  Mutex config_lock;
+  Mutex config_lock;  // after settings_lock
   Config config ORVENTA_GUARDED_BY(config_lock);
   GameList game_list ORVENTA_GUARDED_BY(config_lock);
   std::string config_path;

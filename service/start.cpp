@@ -9,18 +9,17 @@
 #include "base/text.h"
 #include "service/actions.h"
 #include "service/channels.h"
+#include "service/config_check.h"
 #include "service/later.h"
-#include "service/pass.h"
 #include "service/service_state.h"
-#include "service/settings_source.h"
+#include "service/settings_changes.h"
+#include "service/settings_reload.h"
 #include "service/unfinished_saves.h"
 
 namespace orventa {
 namespace {
 
 constexpr uint32_t kInstanceWaitMs = 30'000;
-constexpr uint64_t kSettingsWaitNs = 2'000 * kNsPerMs;
-constexpr uint64_t kSettingsWaitAtSignInNs = 20'000 * kNsPerMs;
 
 // At sign-in nobody has asked for anything, so nobody is told.
 void ShowUnlessAutostart(Platform& platform, const RunOptions& options, std::string_view text,
@@ -38,10 +37,11 @@ std::optional<int> ReadOptions(Platform& platform, std::span<const std::string> 
 
 // Only so that whatever must be said before the real reading is said in the
 // user's language.
-void SetLanguageEarly(Platform& platform, const RunOptions& options) {
+void SetLanguageEarly(Platform& platform) {
   Config config;
-  const std::string path = JoinPath(platform.folders.config, "config.ini");
-  if (LoadSettings(path, options.settings, config).ok()) SetLanguage("system");
+  ConfigReadOutcome outcome;
+  (void)ReadConfig(platform.clock, ConfigPath(platform.folders), config, outcome);
+  SetLanguage(config.window.language);  // unread: the default
 }
 
 std::optional<int> CheckMediaParts(Platform& platform, const RunOptions& options) {
@@ -78,31 +78,17 @@ std::optional<int> BecomeTheOneInstance(Platform& platform, Beginning& beginning
 
 void OpenServiceLog(Platform& platform) {
   // A log that cannot be written must not keep the service from its work.
-  (void)CreateFolders(platform.folders.config);
-  OpenLog(platform.clock, JoinPath(platform.folders.config, "ORVENTA.log"));
+  const std::string folder(ParentFolder(ConfigPath(platform.folders)));
+  (void)CreateFolders(folder);
+  OpenLog(platform.clock, JoinPath(folder, "ORVENTA.log"));
 }
 
 std::optional<int> ReadSettings(ServiceState& state) {
-  const std::string& folder = state.platform.folders.config;
-  state.config_path = JoinPath(folder, "config.ini");
-  state.game_list_path = JoinPath(folder, "gamelist.ini");
-  const uint64_t deadline_ns =
-      state.started_ns + (state.options.autostart ? kSettingsWaitAtSignInNs : kSettingsWaitNs);
-  Config config;
-  const Status status = ReadUntil(state.clock, deadline_ns, [&] {
-    return LoadSettings(state.config_path, state.options.settings, config);
-  });
-  if (!status.ok()) {
-    LogError("could not read %s: %s", state.config_path.c_str(), status.ToString().c_str());
+  const auto code = ReadSettingsAtStart(state);
+  if (code) {
     ShowUnlessAutostart(state.platform, state.options, "Could not read the settings file.");
-    return 1;
   }
-  ChooseFirstRunCodec(state, config);
-  TestCodecs(state, config);
-  ValidateSettings(config);
-  const MutexLock lock(state.config_lock);
-  state.config = std::move(config);
-  return std::nullopt;
+  return code;
 }
 
 void LogStart(ServiceState& state) {
@@ -170,7 +156,7 @@ void DecideAboutWindow(ServiceState& state, bool crash_wants_window) {
 
 void HoldFolders(ServiceState& state) {
   IProcess& process = state.platform.process;
-  state.held_config_folder = process.HoldFolder(state.platform.folders.config);
+  state.held_config_folder = process.HoldFolder(std::string(ParentFolder(state.config_path)));
   state.held_program_folder = process.HoldFolder(state.platform.folders.program);
 }
 
@@ -178,13 +164,14 @@ void HoldFolders(ServiceState& state) {
 
 std::optional<int> BeginRun(Platform& platform, std::span<const std::string> arguments,
                             Beginning& beginning) {
+  if (const auto code = RunConfigCheck(platform, arguments)) return code;
   if (const auto code = RunUninstaller(platform, arguments)) return code;
   if (const auto code = RunCrashGuard(platform, arguments)) return code;
   KeepCrashRehearsal(platform.process.TakeEnvironment("ORVENTA_TEST_CRASH"));
   beginning.started_ns = platform.clock.SteadyNs();
   platform.process.HonourTimerRequests();
   if (const auto code = ReadOptions(platform, arguments, beginning.options)) return code;
-  SetLanguageEarly(platform, beginning.options);
+  SetLanguageEarly(platform);
   if (const auto code = CheckMediaParts(platform, beginning.options)) return code;
   return BecomeTheOneInstance(platform, beginning);
 }
@@ -195,12 +182,12 @@ std::optional<int> StartService(ServiceState& state) {
   StartCrashGuard(state);
   state.platform.process.SetAppIdentity();
   if (const auto code = ReadSettings(state)) return code;
-  SetLanguage("system");
+  SetLanguage(CopyConfig(state).window.language);
   ApplyShellEntries(state);
   LogStart(state);
   const bool crash_wants_window = ReadCrashNews(state);
   RepairInstalledAppsEntry(state);
-  ReadGameList(state);
+  ReadGameListAtStart(state);
   LoadLibrary(state);
   SeedDefaultProfile(state);
   if (const auto code = MakeLoop(state)) return code;

@@ -8,6 +8,7 @@
 #include "base/log.h"
 #include "base/text.h"
 #include "service/service_state.h"
+#include "service/settings_verbs.h"
 #include "service/status_lines.h"
 
 namespace orventa {
@@ -59,19 +60,27 @@ std::string Exit(ServiceState& state, const ChannelRequest&) {
 // Whether a verb may go to a main thread that does not answer: then its work
 // would wait unseen.
 enum class NeedsMainThread { No, Yes };
+// Whether it reads, changes and writes settings files: two of those must not mix.
+enum class WritesSettings { No, Yes };
 
 struct VerbRow {
   std::string_view verb;
   std::string (*handle)(ServiceState& state, const ChannelRequest& request);
-  NeedsMainThread needs_main_thread;
+  NeedsMainThread needs_main_thread = NeedsMainThread::No;
+  WritesSettings writes_settings = WritesSettings::No;
 };
 
 constexpr std::array kVerbs = {
-    VerbRow{"HELLO", Hello, NeedsMainThread::No},
-    VerbRow{"STATS", Stats, NeedsMainThread::No},
+    VerbRow{"HELLO", Hello},
+    VerbRow{"STATS", Stats},
+    VerbRow{"GET_CONFIG", GetConfig},
+    VerbRow{"SET_CONFIG", SetConfig, NeedsMainThread::No, WritesSettings::Yes},
+    VerbRow{"GET_GAMELIST", GetGameList},
+    VerbRow{"SET_GAMELIST", SetGameList, NeedsMainThread::No, WritesSettings::Yes},
+    VerbRow{"TARGETS", Targets},
     VerbRow{"SAVE", Save, NeedsMainThread::Yes},
     VerbRow{"SAVE_CLIP", SaveClip, NeedsMainThread::Yes},
-    VerbRow{"EXIT", Exit, NeedsMainThread::No},
+    VerbRow{"EXIT", Exit},
 };
 
 Status CheckMainThread(ServiceState& state) {
@@ -90,6 +99,8 @@ std::string Dispatch(ServiceState& state, const ChannelRequest& request) {
   if (row->needs_main_thread == NeedsMainThread::Yes) {
     if (Status status = CheckMainThread(state); !status.ok()) return ErrorAnswer(status);
   }
+  if (row->writes_settings == WritesSettings::No) return row->handle(state, request);
+  const MutexLock lock(settings_lock);
   return row->handle(state, request);
 }
 

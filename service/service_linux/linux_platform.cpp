@@ -89,6 +89,11 @@ void LinuxProcess::WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) {
   orventa::WaitForOlderProcess(process_id, wait_ms);
 }
 
+void LinuxProcess::Print(std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  std::fflush(stdout);
+}
+
 void LinuxProcess::EndNow(int code) {
   EndProcessNow(code);
 }

@@ -20,6 +20,7 @@ class LinuxProcess final : public IProcess {
   void WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) override;
   void SetAppIdentity() override {}  // desktop entries carry it
   std::shared_ptr<void> HoldFolder(const std::string&) override { return nullptr; }
+  void Print(std::string_view text) override;
   void EndNow(int code) override;
 };
 

@@ -104,6 +104,27 @@ std::shared_ptr<void> WinProcess::HoldFolder(const std::string& path) {
   return handle->valid() ? handle : nullptr;
 }
 
+void WinProcess::Print(std::string_view text) {
+  // A program with windows gets no console of its own, and no handle to the one it
+  // was started from, unless its output was taken up by a file or a pipe.
+  HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+  WinHandle console;
+  if (output == nullptr || output == INVALID_HANDLE_VALUE) {
+    if (AttachConsole(ATTACH_PARENT_PROCESS) == 0) return;
+    console = WinHandle(CreateFileW(L"CONOUT$", GENERIC_WRITE, FILE_SHARE_WRITE, nullptr,
+                                    OPEN_EXISTING, 0, nullptr));
+    output = console.get();
+  }
+  DWORD written = 0;
+  DWORD mode = 0;
+  if (GetConsoleMode(output, &mode) != 0) {
+    const std::wstring wide = Wide(text);
+    WriteConsoleW(output, wide.data(), static_cast<DWORD>(wide.size()), &written, nullptr);
+  } else {
+    WriteFile(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+  }
+}
+
 void WinProcess::EndNow(int code) {
   EndProcessNow(code);
 }

@@ -21,6 +21,7 @@ class WinProcess final : public IProcess {
   void WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) override;
   void SetAppIdentity() override;
   std::shared_ptr<void> HoldFolder(const std::string& path) override;
+  void Print(std::string_view text) override;
   void EndNow(int code) override;
 };
 

@@ -347,14 +347,14 @@ def one_instance_and_a_dead_ones_leftovers(options):
         desktop.stop_service()
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__)
+def main(tests, title, description):
+    parser = argparse.ArgumentParser(description=description)
     parser.add_argument("--bin", required=True)
     parser.add_argument("names", nargs="*")
     options = parser.parse_args()
     options.bin = os.path.abspath(options.bin)
     passed = failed = skipped = 0
-    for function in TESTS:
+    for function in tests:
         name = function.__name__
         if options.names and not any(part in name for part in options.names):
             continue
@@ -368,9 +368,9 @@ def main():
             word, failed = "FAILED", failed + 1
             traceback.print_exc()
         print(f"  {name}: {word} ({time.monotonic() - start:.1f} s)", flush=True)
-    print(f"end-to-end: {passed} passed, {failed} failed, {skipped} skipped")
+    print(f"{title}: {passed} passed, {failed} failed, {skipped} skipped")
     return 1 if failed or shutil.which("ffprobe") is None else 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(main(TESTS, "end-to-end", __doc__))

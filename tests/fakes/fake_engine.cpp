@@ -19,6 +19,17 @@ FakeEngine::FakeEngine(IClock& clock, std::function<void(std::string)> journal)
   };
 }
 
+void FakeEngine::SetSettings(const Config& config, const GameList& game_list) {
+  const MutexLock lock(mutex_);
+  config_ = config;
+  game_list_ = game_list;
+}
+
+GameList FakeEngine::game_list() const {
+  const MutexLock lock(mutex_);
+  return game_list_;
+}
+
 void FakeEngine::ChangeStatus(const std::function<void(EngineSnapshot&)>& change) {
   const MutexLock lock(mutex_);
   change(status_);
@@ -110,9 +121,7 @@ bool FakeEngine::ToggleWebcam() {
 
 Status FakeEngine::ApplySettings(const Config& config, const GameList& game_list) {
   journal_("engine takes settings");
-  const MutexLock lock(mutex_);
-  config_ = config;
-  game_list_ = game_list;
+  SetSettings(config, game_list);
   return Status::Ok();
 }
 

@@ -27,6 +27,9 @@ class FakeEngine final : public ReplayEngine {
   // `journal` hears every order; it must outlive the engine.
   FakeEngine(IClock& clock, std::function<void(std::string)> journal);
 
+  // What it was made with; ApplySettings replaces both.
+  void SetSettings(const Config& config, const GameList& game_list);
+  GameList game_list() const;
   void ChangeStatus(const std::function<void(EngineSnapshot&)>& change);
   void SetSaves(uint64_t take_ns, SaveEnd end);
   // For a save that is to take kForever.

@@ -27,6 +27,7 @@ class FakeChannel : public IChannelServer {
 }  // namespace
 
 FakePlatform::FakePlatform() {
+  codecs[static_cast<size_t>(Codec::H264)] = {.encodes = true, .fast = true};
   for (const char* name : {"config", "local", "program", "videos"}) {
     (void)CreateFolders(Folder(name));
   }
@@ -38,8 +39,16 @@ std::string FakePlatform::Folder(const std::string& name) const {
   return folder_ / name;
 }
 
-std::string FakePlatform::Ask(const std::string& verb) {
-  return channels.at(ChannelName(ChannelKind::Control, "tester")).handler({verb, "", ""});
+std::string FakePlatform::ConfigFile(const std::string& name) const {
+  std::string text;
+  if (!ReadWholeFile(JoinPath(Folder("config"), name), 1U << 26U, text).ok()) {
+    return "(no such file)";
+  }
+  return text;
+}
+
+std::string FakePlatform::Ask(const std::string& verb, const std::string& body) {
+  return channels.at(ChannelName(ChannelKind::Control, "tester")).handler({verb, "", body});
 }
 
 std::string FakePlatform::Stat(const std::string& key) {
@@ -58,29 +67,33 @@ int FakePlatform::Run(std::vector<std::string> arguments) {
   folders.pictures = Folder("pictures");
   folders.temp = folder_.path();
   folders.program = Folder("program");
-  Platform platform{clock,
-                    folders,
-                    "tester",
-                    *this,
-                    *this,
-                    *this,
-                    [this](const Config&, const GameList&, std::unique_ptr<ReplayEngine>& out) {
-                      return MakeEngine(out);
-                    },
-                    [this](IClock&, ChannelOptions options, std::unique_ptr<IChannelServer>& out) {
-                      return OpenFakeChannel(std::move(options), out);
-                    }};
+  Platform platform{
+      clock,
+      folders,
+      "tester",
+      *this,
+      *this,
+      *this,
+      [this](const Config& config, const GameList& list, std::unique_ptr<ReplayEngine>& out) {
+        return MakeEngine(config, list, out);
+      },
+      [this](IClock&, ChannelOptions options, std::unique_ptr<IChannelServer>& out) {
+        return OpenFakeChannel(std::move(options), out);
+      },
+      [this](const std::string&) { return codecs; }};
   const int code = RunService(platform, arguments);
   loop = nullptr;
   engine = nullptr;
   return code;
 }
 
-Status FakePlatform::MakeEngine(std::unique_ptr<ReplayEngine>& out) {
+Status FakePlatform::MakeEngine(const Config& config, const GameList& list,
+                                std::unique_ptr<ReplayEngine>& out) {
   journal.emplace_back("makes engine");
   if (!engine_can_be_made.ok()) return engine_can_be_made;
   auto made = std::make_unique<FakeEngine>(
       clock, [this](std::string entry) { journal.push_back(std::move(entry)); });
+  made->SetSettings(config, list);
   engine = made.get();
   if (on_engine) on_engine(*engine);
   out = std::move(made);

@@ -29,6 +29,7 @@ class FakePlatform : public IProcess, public IDesktop, public IDialogs {
   FakeClock clock;
   std::vector<std::string> journal;  // what was asked, in order
   std::vector<std::string> dialogs;
+  std::string printed;
 
   // Knobs.
   bool media_parts_present = true;
@@ -37,6 +38,7 @@ class FakePlatform : public IProcess, public IDesktop, public IDialogs {
   bool loop_can_be_made = true;
   Status engine_can_be_made;
   bool channels_can_be_opened = true;
+  MachineCodecs codecs;                        // H.264 only
   std::function<void(FakeEngine&)> on_engine;  // before its start
 
   // Valid while the service runs.
@@ -58,7 +60,7 @@ class FakePlatform : public IProcess, public IDesktop, public IDialogs {
     });
   }
   // One request on the control channel, as a client's.
-  std::string Ask(const std::string& verb);
+  std::string Ask(const std::string& verb, const std::string& body = {});
   // The value of a key in the answer to STATS.
   std::string Stat(const std::string& key);
 
@@ -69,6 +71,9 @@ class FakePlatform : public IProcess, public IDesktop, public IDialogs {
   size_t LogCount(const std::string& text) const;
   size_t JournalCount(const std::string& entry) const;
 
+  // The text of a file in the settings folder; "(no such file)".
+  std::string ConfigFile(const std::string& name) const;
+
   std::string Folder(const std::string& name) const;  // "config", "local", "program", "videos"
 
   std::string TakeEnvironment(const char* name) override;
@@ -78,6 +83,7 @@ class FakePlatform : public IProcess, public IDesktop, public IDialogs {
   void WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) override;
   void SetAppIdentity() override;
   std::shared_ptr<void> HoldFolder(const std::string& path) override;
+  void Print(std::string_view text) override { printed += text; }
   void EndNow(int code) override;
   std::unique_ptr<IMessageLoop> MakeLoop() override;
   void RaiseShutdownBlock(std::string_view reason) override;
@@ -89,7 +95,7 @@ class FakePlatform : public IProcess, public IDesktop, public IDialogs {
   void Show(std::string_view text, DialogIcon icon) override;
 
  private:
-  Status MakeEngine(std::unique_ptr<ReplayEngine>& out);
+  Status MakeEngine(const Config& config, const GameList& list, std::unique_ptr<ReplayEngine>& out);
   bool OpenFakeChannel(ChannelOptions options, std::unique_ptr<IChannelServer>& out);
 
   const TempFolder folder_;

@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "service/settings_source.h"
-#include "settings/apply_setting.h"
+#include "service/settings_files.h"
 
 namespace orventa {
 namespace {
@@ -35,8 +34,7 @@ TEST(RunOptions, SettingsAreCheckedBeforeAnythingStarts) {
   const RunOptions options =
       Read({"--window", "Demo game", "--set", "video.fps=30", "--set", "Replay.Storage=disk"});
   EXPECT_EQ(options.window_title, "Demo game");
-  Config config;
-  ASSERT_EQ(LoadSettings("", options.settings, config), Status::Ok());
+  const Config config = SettingsOfRun(Config(), options);
   EXPECT_EQ(config.video.fps, 30U);
   EXPECT_EQ(config.replay.storage, ReplayStorage::Disk);
 
@@ -50,17 +48,6 @@ TEST(RunOptions, SettingsAreCheckedBeforeAnythingStarts) {
   }
   RunOptions ignored;
   EXPECT_FALSE(ReadRunOptions(std::vector<std::string>{"--set"}, ignored).ok());
-}
-
-TEST(ApplySetting, ABitrateThatIsNamedIsNotAutomatic) {
-  Config config;
-  ASSERT_EQ(ApplySetting(config, " video.bitrate_kbps ", " 12000 "), Status::Ok());
-  EXPECT_EQ(config.video.bitrate_kbps, 12'000U);
-  EXPECT_FALSE(config.video.bitrate_auto);
-  ASSERT_EQ(ApplySetting(config, "video.resolution", "720"), Status::Ok());
-  EXPECT_EQ(config.video.resolution, 720U);
-  ASSERT_EQ(ApplySetting(config, "video.resolution", "native"), Status::Ok());
-  EXPECT_EQ(config.video.resolution, 0U);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "service/service_state.h"
-#include "service/settings_source.h"
+#include "service/settings_files.h"
 #include "tests/service/fake_platform.h"
 
 namespace orventa {
@@ -28,11 +28,14 @@ TEST(Start, DoesEverythingInItsOrder) {
                // and the end, just as much
                "closes channel ORVENTA-tester", "closes channel ORVENTA.deck-tester",
                "closes channel ORVENTA.deck", "engine stops"}));
-  EXPECT_EQ(platform.Log(), (Journal{"start: version=" ORVENTA_VERSION
-                                     " autostart=1 background=1 signin=0 window=0 after_crash=0",
-                                     "ipc: listening", "ipc: deck channel listening",
-                                     "ipc: deck channel also listening under its old name",
-                                     "exit: clean, after 0 s"}));
+  EXPECT_EQ(
+      platform.Log(),
+      (Journal{"first run: keeping h264, nothing newer both records and plays "
+               "here",
+               "start: version=" ORVENTA_VERSION
+               " autostart=1 background=1 signin=0 window=0 after_crash=0",
+               "ipc: listening", "ipc: deck channel listening",
+               "ipc: deck channel also listening under its old name", "exit: clean, after 0 s"}));
 }
 
 TEST(Start, ASecondOneSaysSoUnlessItWasSent) {

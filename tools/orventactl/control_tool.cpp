@@ -1,5 +1,6 @@
 #include "tools/orventactl/control_tool.h"
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -20,30 +21,66 @@ constexpr int kNoService = 2;
 constexpr char kHelp[] =
     R"(orventactl -- asks the running ORVENTA service to do something, or what it knows
 
-usage: orventactl VERB [ARGUMENT...] [--body FILE]
+usage: orventactl WORD
+       orventactl set SECTION.KEY=VALUE...
+       orventactl VERB [ARGUMENT...] [--body FILE]
        orventactl --help
 
-VERB is one word in capitals. Further words are its argument. Some verbs take a
-longer text, their body: --body FILE sends the file's text, --body - the standard
-input.
+words:
+  save        save the whole replay
+  clip        save the newest seconds
+  status      what the service is doing, as key=value lines
+  targets     what is on the desktop, and why the one thing is captured
+  config      the settings file
+  set         change settings: orventactl set video.fps=30 replay.duration_seconds=120
+  gamelist    the list of what is to be captured
+  exit        end the service
 
-examples:
-  orventactl STATS                        what the service is doing, as key=value lines
-  orventactl SAVE                         save the whole replay
-  orventactl SAVE_CLIP                    save the newest seconds
-  orventactl EXIT                         end the service
+VERB is what a word stands for, or anything else the service knows, in capitals.
+Further words are its argument. Some verbs take a longer text, their body: --body
+FILE sends the file's text, --body - the standard input. SET_GAMELIST takes a whole
+list: orventactl SET_GAMELIST --body my-list.ini
 
 What the service answers goes to the standard output. The exit code is 0 when it
 did as asked, 1 when it refused (the reason goes to the standard error output), and
 2 when no service runs for this user.
 )";
 
+struct WordRow {
+  std::string_view word;
+  std::string_view verb;
+};
+constexpr std::array kWords = {
+    WordRow{"save", "SAVE"},         WordRow{"clip", "SAVE_CLIP"},
+    WordRow{"status", "STATS"},      WordRow{"targets", "TARGETS"},
+    WordRow{"config", "GET_CONFIG"}, WordRow{"gamelist", "GET_GAMELIST"},
+    WordRow{"exit", "EXIT"},
+};
+
 struct Call {
   std::string request;
   std::optional<std::string> body_file;
 };
 
+// "set a.b=c d.e=f": each a line of the body, so that values may hold blanks.
+bool ParseSet(const std::vector<std::string>& arguments, Call& call) {
+  call.request = "SET_CONFIG";
+  for (size_t i = 1; i < arguments.size(); ++i) {
+    if (arguments[i].find('\n') != std::string::npos) return false;
+    call.request += "\n" + arguments[i];
+  }
+  return arguments.size() > 1;
+}
+
 bool ParseCall(const std::vector<std::string>& arguments, Call& call) {
+  if (!arguments.empty() && arguments[0] == "set") return ParseSet(arguments, call);
+  if (arguments.size() == 1) {
+    for (const WordRow& row : kWords) {
+      if (row.word != arguments[0]) continue;
+      call.request = row.verb;
+      return true;
+    }
+  }
   bool has_verb = false;
   for (size_t i = 0; i < arguments.size(); ++i) {
     const std::string& argument = arguments[i];
@@ -93,7 +130,8 @@ int RunControlTool(const std::vector<std::string>& arguments, std::ostream& out,
   }
   Call call;
   if (!ParseCall(arguments, call)) {
-    errors << "usage: orventactl VERB [ARGUMENT...] [--body FILE], see orventactl --help\n";
+    errors
+        << "usage: orventactl WORD, or VERB [ARGUMENT...] [--body FILE]; see orventactl --help\n";
     return kFailed;
   }
   if (call.body_file) {

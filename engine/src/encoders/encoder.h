@@ -128,6 +128,8 @@ class IEncoderBackend {
   // Why the backend's own library could not be loaded; empty when it could be, or
   // when there is nothing to load.
   virtual std::string LoadMessage() const { return {}; }
+  // False: the processor encodes, which a game needs for itself.
+  virtual bool UsesHardware() const { return true; }
   // Quick: whether this backend can be tried on the device at all.
   virtual bool Supports(const GraphicsDevice& device) = 0;
   // Ok with no codecs means "encodes nothing here". May take hundreds of milliseconds.

@@ -60,6 +60,8 @@ class LavcBackend final : public IEncoderBackend {
     return kind_ == LavcKind::Nvenc ? NvencLoadProblem() : std::string();
   }
 
+  bool UsesHardware() const override { return kind_ != LavcKind::Software; }
+
   bool Supports(const GraphicsDevice&) override {
     if (Capabilities().empty()) return false;
     switch (kind_) {
