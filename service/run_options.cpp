@@ -34,7 +34,7 @@ Status ReadSetting(const std::string& text, RunOptions& options) {
   std::string value = text.substr(equals + 1);
   if (!IsKnownKey(name)) return {StatusCode::InvalidArgument, "unknown setting: " + name};
   if (const std::string problem = SettingProblem(name, value); !problem.empty()) {
-    return {StatusCode::InvalidArgument, name + ": " + problem};
+    return {StatusCode::InvalidArgument, "--set: " + problem};
   }
   options.settings.emplace_back(std::move(name), std::move(value));
   return Status::Ok();

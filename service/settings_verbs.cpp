@@ -66,7 +66,7 @@ Status TakeLine(const ServiceState& state, std::string_view line, Change& change
   ApplySetting(change.config, name, value);
   if (SettingText(change.config, name) == before) {
     const std::string problem = SettingProblem(name, value);
-    if (!problem.empty()) change.Say("note=" + name + ": " + problem);
+    if (!problem.empty()) change.Say("note=" + problem);
   }
   for (const auto& [held, held_value] : state.options.settings) {
     if (ToLower(Trim(held)) == name) {

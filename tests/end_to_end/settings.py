@@ -133,7 +133,7 @@ def any_bytes_at_all_start_the_service(options):
                 ("noise", noise, None, damaged),
                 ("zero bytes", b"[video]\nfps = 24\n" + bytes(4096), None, damaged),
                 ("zero bytes and a backup", bytes(4096), b"[video]\nfps = 24\n", restored),
-                ("ten megabytes of one line", b"x" * 10_000_000, None, None),
+                ("ten megabytes of one line", b"x" * 10_000_000, None, damaged),
                 ("a long line of a setting", b"[video]\nfps = " + b"9" * 1_000_000, None, None),
                 ("not UTF-8", b"\xff\xfe[\x80]\n\xff=\xfe\n= \n]=[\n", None, None)):
             for file in ("config.ini", "gamelist.ini"):

@@ -281,7 +281,7 @@ TEST_F(SettingsTest, SetConfigTakesAllLinesOrNone) {
       answer.find("\nwarning=A setting was out of range, so it was corrected.\n");
   ASSERT_NE(warning, std::string::npos) << answer;
   EXPECT_EQ(answer.find("\nwarning=", warning + 1), std::string::npos) << "said once: " << answer;
-  EXPECT_LT(answer.find("\nnote=game_events.port: "), warning) << answer;
+  EXPECT_LT(answer.find("\nnote=ignored, game_events.port cannot be "), warning) << answer;
   EXPECT_EQ(seen, (Lines{"30"}));
   EXPECT_EQ(InFile("recording.fps"), "60");
   EXPECT_EQ(platform.ConfigFile("config.ini.bak"), before);
