@@ -353,7 +353,7 @@ TEST_F(SettingsTest, CheckingAFileStartsAndChangesNothing) {
   EXPECT_EQ(platform.Run({"--check-config"}), 0);
   EXPECT_EQ(platform.printed, "config.ini: nothing to correct\n");
   platform.printed.clear();
-  Write("mine.ini", "[video]\nfps = 900\nfps = fast\n[colours]\nred = 1\n");
+  Write("mine.ini", "[video]\nfps = 900\nhdr = fast\n[colours]\nred = 1\n");
   EXPECT_EQ(platform.Run({"--check-config", platform.Folder("config/mine.ini")}), 1);
   for (const char* line : {"mine.ini:2: ", "mine.ini:3: ", "mine.ini:5: "}) {
     EXPECT_NE(platform.printed.find(line), std::string::npos) << platform.printed;
