@@ -138,18 +138,21 @@ std::string ToLower(std::string_view text) {
 }
 
 std::string ToLowerUnicode(std::string_view text) {
+  const auto is_ascii = [](char c) { return static_cast<uint8_t>(c) < 0x80; };
   std::string lower;
   lower.reserve(text.size());
   for (size_t i = 0; i < text.size();) {
-    if (static_cast<uint8_t>(text[i]) < 0x80) {
-      lower.push_back(LowerAscii(text[i++]));
-      continue;
-    }
+    const size_t start = i;
+    while (i < text.size() && is_ascii(text[i])) ++i;
+    lower.append(text, start, i - start);
+    std::transform(lower.end() - static_cast<std::ptrdiff_t>(i - start), lower.end(),
+                   lower.end() - static_cast<std::ptrdiff_t>(i - start), LowerAscii);
+    if (i == text.size()) break;
     const DecodedChar decoded = DecodeUtf8(text, i);
     if (decoded.valid) {
       AppendUtf8(lower, LowerCode(decoded.code));
     } else {
-      lower.append(text.substr(i, decoded.bytes));
+      lower.append(text, i, decoded.bytes);
     }
     i += decoded.bytes;
   }

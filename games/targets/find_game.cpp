@@ -132,7 +132,6 @@ bool NamedBy(const NeverAGame& row, std::string_view program, std::string_view w
   return false;
 }
 
-// Null: nothing speaks against it.
 const char* WhyNeverAGame(std::string_view lower_exe_path, std::string_view window_class) {
   const std::string_view program = ProgramFileName(lower_exe_path);
   for (const NeverAGame& row : kNeverAGame) {
@@ -180,9 +179,8 @@ struct Judgement {
     NotReached,
   };
   Verdict verdict = Verdict::NotReached;
-  size_t exception = 0;       // Excepted: its place in the list
-  const char* why = nullptr;  // NeverAGame
-  int rank = 0;               // Candidate
+  size_t exception = 0;  // Excepted: its place in the list
+  int rank = 0;          // Candidate
 };
 
 std::string_view WithoutDevicePrefix(std::string_view name) {
@@ -223,6 +221,11 @@ class Decision {
       if (Matches(pattern, row)) return Hit{.row = row};
     }
     return std::nullopt;
+  }
+
+  // Null: nothing speaks against it.
+  const char* NeverAGame(size_t row) {
+    return WhyNeverAGame(Path(row), desktop_.windows[row].window_class);
   }
 
   bool Matches(const Pattern& pattern, size_t row) {
@@ -333,9 +336,6 @@ class Decision {
         return {.verdict = Verdict::Excepted, .exception = i};
       }
     }
-    if (const char* const why = WhyNeverAGame(Path(row), window.window_class)) {
-      return {.verdict = Verdict::NeverAGame, .why = why};
-    }
     if (!(policy_.windowed_as_game && window.known_game)) {
       if (const Verdict verdict = JudgeShape(window); verdict != Verdict::Candidate) {
         return {.verdict = verdict};
@@ -344,6 +344,8 @@ class Decision {
     if (!window.foreground && !window.covers_monitor && !IsCurrent(window)) {
       return {.verdict = Verdict::Behind};
     }
+    // Last, as the one test that costs something.
+    if (NeverAGame(row) != nullptr) return {.verdict = Verdict::NeverAGame};
     return {.verdict = Verdict::Candidate,
             .rank = (window.foreground ? 2 : 0) + (window.on_primary ? 1 : 0)};
   }
@@ -478,33 +480,37 @@ class Explanation {
     return text;
   }
 
-  std::string AnyGameSays(size_t row) const {
+  std::string AnyGameSays(size_t row) {
     using Verdict = Judgement::Verdict;
-    const WindowInfo& window = desktop_.windows[row];
     const Judgement& judgement = judged_[row];
-    std::string why;
-    switch (judgement.verdict) {
-      case Verdict::Candidate:
-        return hits_[*any_game_]->row == row ? "found by any-game"
-                                             : "a game, but any-game found a better one";
-      case Verdict::NotReached:
-        return "not looked at by any-game: a game and something excepted lie before it";
-      case Verdict::Excepted:
-        why = "excepted by " + EntryLabel(list_.exceptions[judgement.exception]);
-        break;
-      case Verdict::NeverAGame: why = judgement.why; break;
-      case Verdict::NotFilling:
-        why = "does not fill its monitor";
-        why += window.known_game ? ", and games in windows are not taken"
-                                 : " and is not known as a game";
-        break;
-      case Verdict::Decorated: why = "maximized and resizable windows are not taken"; break;
-      case Verdict::DecoratedElsewhere:
-        why = "maximized and resizable windows are taken on the main display only";
-        break;
-      case Verdict::Behind: why = "not in front and does not cover its monitor"; break;
+    if (judgement.verdict == Verdict::Candidate) {
+      return hits_[*any_game_]->row == row ? "found by any-game"
+                                           : "a game, but any-game found a better one";
     }
-    return "passed over by any-game: " + why;
+    if (judgement.verdict == Verdict::NotReached) {
+      return "not looked at by any-game: a game and something excepted lie before it";
+    }
+    return "passed over by any-game: " + WhyPassedOver(row, judgement);
+  }
+
+  std::string WhyPassedOver(size_t row, const Judgement& judgement) {
+    using Verdict = Judgement::Verdict;
+    if (judgement.verdict == Verdict::Excepted) {
+      return "excepted by " + EntryLabel(list_.exceptions[judgement.exception]);
+    }
+    // Says more than any word on its size or place, whichever decided.
+    if (const char* const never = decision_.NeverAGame(row)) return never;
+    switch (judgement.verdict) {
+      case Verdict::NotFilling:
+        return desktop_.windows[row].known_game
+                   ? "does not fill its monitor, and games in windows are not taken"
+                   : "does not fill its monitor and is not known as a game";
+      case Verdict::Decorated: return "maximized and resizable windows are not taken";
+      case Verdict::DecoratedElsewhere:
+        return "maximized and resizable windows are taken on the main display only";
+      case Verdict::Behind: return "not in front and does not cover its monitor";
+      default: return {};
+    }
   }
 
   std::string EntryLine(size_t i) const {

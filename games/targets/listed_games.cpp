@@ -26,18 +26,18 @@ void NamedGames::AddProgram(std::string_view lower_path) {
 
 void NamedGames::AddFolder(std::string_view lower_folder) {
   folders_.emplace(lower_folder);
-  if (folder_lengths_.size() <= lower_folder.size())
-    folder_lengths_.resize(lower_folder.size() + 1);
-  folder_lengths_[lower_folder.size()] = true;
+  const auto place =
+      std::lower_bound(folder_lengths_.begin(), folder_lengths_.end(), lower_folder.size());
+  if (place == folder_lengths_.end() || *place != lower_folder.size()) {
+    folder_lengths_.insert(place, lower_folder.size());
+  }
 }
 
 bool NamedGames::Knows(std::string_view lower_path) const {
   if (programs_.contains(lower_path)) return true;
-  // Folders that the program lies in, the outermost first.
-  const size_t end = std::min(folder_lengths_.size(), lower_path.size());
-  for (size_t length = 1; length < end; ++length) {
-    if (folder_lengths_[length] && IsSeparator(lower_path[length - 1]) &&
-        folders_.contains(lower_path.substr(0, length))) {
+  for (const size_t length : folder_lengths_) {
+    if (length >= lower_path.size()) break;
+    if (IsSeparator(lower_path[length - 1]) && folders_.contains(lower_path.substr(0, length))) {
       return !HasLauncherWord(ProgramFileName(lower_path));
     }
   }

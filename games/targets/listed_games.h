@@ -36,7 +36,7 @@ class NamedGames {
 
   Names programs_;
   Names folders_;
-  std::vector<bool> folder_lengths_;  // [n]: some folder is n bytes long
+  std::vector<size_t> folder_lengths_;  // of `folders_`, each once, in order
 };
 
 // Where names come from. Called by one thread at a time.
