@@ -61,11 +61,15 @@ void AppendReaders(Settings& rows) {
   add("league_poll_ms", Number(At<&C::game_events, &G::league_poll_ms>, Ignoring(100, 5000)),
       "How often League of Legends is asked, in milliseconds, 100 to 5000.");
   add("dota_enabled", Bool(At<&C::game_events, &G::dota_enabled>),
-      "true listens to Dota 2, too. It needs the launch option -gamestateintegration.");
+      "true listens to Dota 2, too. Steam has to start it with -gamestateintegration among the "
+      "game's\n"
+      "launch options.");
   add("rocket_league_enabled", Bool(At<&C::game_events, &G::rocket_league_enabled>),
-      "true reads Rocket League's own statistics. Its settings file is changed for that, with a "
-      "copy\n"
-      "kept, and the game has to be started again.");
+      "true has Rocket League open a socket that tells what happens, and reads it, from the next "
+      "start of\n"
+      "the game on. Other computers in your network could reach that socket, too, so it is off "
+      "unless you\n"
+      "want it.");
   add("rocket_league_port", Number(At<&C::game_events, &G::rocket_league_port>, Ignoring(1, 65535)),
       "The port on this computer where Rocket League tells them, 1 to 65535.");
   add("rocket_league_rate", Number(At<&C::game_events, &G::rocket_league_rate>, Ignoring(1, 120)),

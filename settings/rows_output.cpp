@@ -31,35 +31,35 @@ void AppendKind(Settings& rows, const KindWords& words) {
   const auto add = [&](std::string_view key, Value value, std::string comment) {
     std::string name(words.kind);
     name += key;
-    rows.push_back({"storage", name, std::move(value), Effect::None, std::move(comment)});
+    rows.push_back(
+        {"storage", std::move(name), std::move(value), Effect::None, std::move(comment)});
   };
+  const std::string kind(words.kind);
   const std::string plural(words.plural);
   add("_directory", Text(At<&C::storage, kOutput, &Out::directory>),
-      "The folder that " + plural +
-          " go to, as a whole path. Empty is the default: " + std::string(words.folder) +
-          ".\nA folder that cannot be written is done without: the default one stands in.");
+      "The folder for " + plural + ", as a whole path. Empty is the default:\n" +
+          std::string(words.folder) +
+          ". The default stands in, too, while the\nfolder cannot be written.");
   add("_filename_pattern", FileName(At<&C::storage, kOutput, &Out::filename_pattern>),
-      "What the files of " + plural +
-          " are called, from the time of saving: %d day, %m month, %Y year (%y its last two\n"
-          "digits), %H hour, %M minute, %S second, %% a percent sign. \\ / : * ? \" < > | become "
-          "_.");
+      "The name of new " + plural +
+          ", from the time of saving: %d day, %m month, %Y year,\n"
+          "%y its last two digits, %H hour, %M minute, %S second, %% a percent sign. What no file "
+          "name\n"
+          "may hold becomes _.");
   add("_cleanup", Bool(At<&C::storage, kOutput, &Out::cleanup>),
-      "true deletes the oldest " + plural + " once their folder holds more than " +
-          std::string(words.kind) + "_limit_mb. false, the default, never does.");
+      "true deletes the oldest " + plural + " once their folder holds more than\n" + kind +
+          "_limit_mb.");
   add("_limit_mb", Number(At<&C::storage, kOutput, &Out::limit_mb>),
-      "How many megabytes of " + plural + " are kept; 1024 are a gigabyte. Counts only while " +
-          std::string(words.kind) + "_cleanup is true.");
+      "The most megabytes that are kept, while " + kind + "_cleanup is true. 1024 are a gigabyte.");
   add("_age_cleanup", Bool(At<&C::storage, kOutput, &Out::age_cleanup>),
-      "true deletes " + plural + " that are older than " + std::string(words.kind) +
-          "_max_age_days, however much room there is.");
+      "true deletes " + plural + " older than " + kind + "_max_age_days.");
   add("_max_age_days", Number(At<&C::storage, kOutput, &Out::max_age_days>),
-      "How many days " + plural + " are kept. Counts only while " + std::string(words.kind) +
-          "_age_cleanup is true.");
+      "How many days they are kept, while " + kind + "_age_cleanup is true.");
   add("_permanent_delete", Bool(At<&C::storage, kOutput, &Out::permanent_delete>),
       "true deletes for good when cleaning up. false puts the files into the recycle bin, where\n"
       "they go on taking room until it is emptied.");
   add("_delete_favorites", Bool(At<&C::storage, kOutput, &Out::delete_favorites>),
-      "true lets the two cleanups above take " + plural + " with a star, too.");
+      "true lets both ways of cleaning up take files with a star, too.");
 }
 
 }  // namespace

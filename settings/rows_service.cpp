@@ -17,9 +17,11 @@ void AppendHotkeys(Settings& rows) {
     add(std::move(name), Text(member), std::move(comment));
   };
   key("save_replay", At<&C::hotkeys, &H::save_replay>,
-      "Saves the whole replay. Keys are written like Ctrl+Alt+F9: any of Ctrl, Alt, Shift and Win, "
-      "and\n"
-      "one more key. Empty leaves an action without a key; the same goes for all lines below.");
+      "Saves the whole replay. A combination is written like Ctrl+Alt+F9: any of Ctrl, Alt, Shift "
+      "and Win,\n"
+      "and one more key; several have commas between them. Empty leaves an action without a key. "
+      "All lines\n"
+      "below are written so.");
   key("save_clip", At<&C::hotkeys, &H::save_clip>,
       "Saves the newest part of the replay, as long as service.save_seconds says.");
   key("toggle_recording", At<&C::hotkeys, &H::toggle_recording>, "Starts and ends a recording.");
@@ -48,7 +50,8 @@ void AppendHotkeys(Settings& rows) {
       "The key that lets the microphone be heard while it is held. Counts only while\n"
       "audio.push_to_talk is true; the game hears the key, too.");
   add("allow_duplicates", Bool(At<&C::hotkeys, &H::allow_duplicates>),
-      "true lets one key do several things at once. false keeps a key to one action.");
+      "true lets two actions have the same combination, which then does both. false keeps it to "
+      "one.");
   add("method", Words(At<&C::hotkeys, &H::method>, {"registerhotkey", "lowlevel", "both"}),
       "How keys are heard: registerhotkey, lowlevel or both.\n"
       "The low-level hook is the default. It hears nothing while a window run as administrator is "
@@ -83,7 +86,9 @@ void AppendService(Settings& rows) {
   add("start_with_windows", Bool(At<&C::service, &S::start_with_windows>),
       "true starts ORVENTA when you sign in.");
   add("context_menu", Bool(At<&C::service, &S::context_menu>),
-      "true adds ORVENTA's two entries to the menu of video files in the file manager.");
+      "true adds Open in ORVENTA Player and Open in ORVENTA Editor to the right-click menu of .mp4 "
+      "files,\n"
+      "false takes both out again.");
   add("start_in_background", Bool(At<&C::service, &S::start_in_background>),
       "true starts without a window, with the icon by the clock only.");
   add("remember_pause", Bool(At<&C::service, &S::remember_pause>),

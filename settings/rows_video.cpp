@@ -77,8 +77,8 @@ void AppendVideo(Settings& rows, std::string section, Effect effect) {
       "and a card that can; otherwise it is left at 8.");
   add("hdr", Bool(At<kBlock, &V::hdr>),
       "true records HDR games as HDR10, which looks right on HDR displays only. false turns them "
-      "into\n"
-      "an ordinary picture that looks right everywhere. Needs ten_bit.");
+      "into an\n"
+      "ordinary picture that looks right everywhere. Needs hevc or av1.");
   add("bitrate_kbps",
       AndThen(Number(At<kBlock, &V::bitrate_kbps>, Checked(500, 500000)),
               // Whoever names a bitrate has chosen it.
@@ -131,15 +131,18 @@ void AppendVideo(Settings& rows, std::string section, Effect effect) {
 Settings VideoSettings() {
   Settings rows;
   AppendVideo<&C::video>(rows, "video", Effect::Restart);
-  rows.push_back(
-      {"video", "adapter", Text(At<&C::adapter>), Effect::Restart,
-       "The graphics card that captures and encodes, by its driver's name. Empty picks the "
-       "best one; name\nanother only if games run on that."});
+  rows.push_back({"video", "adapter", Text(At<&C::adapter>), Effect::Restart,
+                  "The graphics card that captures and encodes, by its driver's name. Empty picks "
+                  "the best one; name\n"
+                  "another only if games run on that."});
 
-  rows.push_back(
-      {"recording", "use_video_settings", Bool(At<&C::recording_use_video_settings>), Effect::None,
-       "true records with the settings of [video] and sets the ones below aside for when it "
-       "is false.\nRecording with settings of its own costs a second encoder while it runs."});
+  rows.push_back({"recording", "use_video_settings", Bool(At<&C::recording_use_video_settings>),
+                  Effect::None,
+                  "true records with the settings of [video]; the ones below are kept for when it "
+                  "is false. false\n"
+                  "builds the picture anew when a recording starts, and with another codec, size "
+                  "or quality the replay\n"
+                  "loses what it held."});
   // A recording takes its settings when it opens.
   AppendVideo<&C::recording>(rows, "recording", Effect::None);
 
