@@ -13,26 +13,36 @@ ConfigLines::ConfigLines(std::string_view text) : rest_(text) {
 bool ConfigLines::Next(ConfigLine& line) {
   if (ended_) return false;
   const size_t end = rest_.find('\n');
-  // A carriage return or a zero byte inside a line could not be written back in it.
-  const std::string text = OneLine(rest_.substr(0, end));
+  std::string_view text = Trim(rest_.substr(0, end));
   ended_ = end == std::string_view::npos;
   if (!ended_) rest_.remove_prefix(end + 1);
 
   line = {};
   line.number = ++number_;
   if (text.empty() || text.front() == '#' || text.front() == ';') return true;
+  // A carriage return inside a line could not be written back in it.
+  if (text.find('\r') != std::string_view::npos) {
+    cleaned_ = OneLine(text);
+    text = cleaned_;
+  }
+  TakeApart(text, line);
+  return true;
+}
+
+void ConfigLines::TakeApart(std::string_view text, ConfigLine& line) {
   if (text.front() == '[' && text.back() == ']') {
-    section_ = ToLower(Trim(std::string_view(text).substr(1, text.size() - 2)));
+    section_ = ToLower(Trim(text.substr(1, text.size() - 2)));
     line.kind = LineKind::Section;
     line.section = section_;
-    return true;
+    return;
   }
-  line.section = section_;
   const size_t equals = text.find('=');
-  line.kind = equals == std::string::npos ? LineKind::NoEquals : LineKind::Setting;
-  line.key = ToLower(Trim(std::string_view(text).substr(0, equals)));
-  if (equals != std::string::npos) line.value = Trim(std::string_view(text).substr(equals + 1));
-  return true;
+  line.kind = equals == std::string_view::npos ? LineKind::NoEquals : LineKind::Setting;
+  name_ = section_ + "." + ToLower(Trim(text.substr(0, equals)));
+  line.name = name_;
+  line.section = section_;
+  line.key = line.name.substr(section_.size() + 1);
+  if (equals != std::string_view::npos) line.value = Trim(text.substr(equals + 1));
 }
 
 }  // namespace orventa::schema

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 
 #include "base/text.h"
 #include "settings/config_file.h"
@@ -28,9 +27,10 @@ class ForeignRows {
 
   void Put(const ConfigLine& line) {
     // A section may hold dots, a key too: the name alone does not tell them apart.
-    const auto [row, added] = index_.try_emplace(line.section + "\n" + line.key, rows_.size());
+    const std::string place = std::string(line.section) + "\n" + std::string(line.key);
+    const auto [row, added] = index_.try_emplace(place, rows_.size());
     if (added) {
-      rows_.push_back({line.section, line.key, line.value});
+      rows_.push_back({std::string(line.section), std::string(line.key), std::string(line.value)});
     } else {
       rows_[row->second].value = line.value;
     }
@@ -54,28 +54,43 @@ void NoteWebcam(Config& config) {
   if (config.webcam.enabled) config.window.webcam_rows_kept = true;
 }
 
+// Which rows of the table had a line.
+class SeenSettings {
+ public:
+  void Note(const schema::Setting& setting) { seen_[Index(setting)] = true; }
+  bool Has(std::string_view name) const { return seen_[Index(*schema::FindSetting(name))]; }
+  bool HasAll() const { return std::find(seen_.begin(), seen_.end(), false) == seen_.end(); }
+
+ private:
+  static size_t Index(const schema::Setting& setting) {
+    return static_cast<size_t>(&setting - schema::AllSettings().data());
+  }
+  std::vector<bool> seen_ = std::vector<bool>(schema::AllSettings().size());
+};
+
 void ReadLines(std::string_view text, Config& config, ConfigReadOutcome& outcome) {
-  std::unordered_set<std::string> seen;
+  SeenSettings seen;
   ForeignRows foreign(config.foreign);
   schema::ConfigLines lines(text);
   for (ConfigLine line; lines.Next(line);) {
     if (line.kind != LineKind::Setting || line.section.empty()) continue;
-    const std::string name = line.Name();
-    seen.insert(name);
-    if (!schema::IsKnown(line.section, name)) {
-      outcome.unknown.push_back(name);
-      if (schema::FindOldKey(name) == nullptr) foreign.Put(line);
+    if (const schema::Setting* setting = schema::FindSetting(line.name)) {
+      seen.Note(*setting);
+      setting->value.read(config, line.value);
+      continue;
     }
-    schema::TakeLine(config, line.section, line.key, line.value);
+    if (!schema::IsKnown(line.section, line.name)) {
+      outcome.unknown.emplace_back(line.name);
+      if (schema::FindOldKey(line.name) == nullptr) foreign.Put(line);
+    }
+    schema::TakeUnlisted(config, line.section, line.key, line.name, line.value);
   }
 
-  if (seen.count("recording.codec") != 0 && seen.count("recording.use_video_settings") == 0) {
+  if (seen.Has("recording.codec") && !seen.Has("recording.use_video_settings")) {
     config.recording_use_video_settings = SameVideo(config);
   }
   NoteWebcam(config);
-  outcome.rewrite =
-      std::any_of(schema::AllSettings().begin(), schema::AllSettings().end(),
-                  [&](const schema::Setting& setting) { return seen.count(setting.Name()) == 0; });
+  outcome.rewrite = !seen.HasAll();
 }
 
 bool IsDamaged(std::string_view text) {
@@ -100,7 +115,7 @@ std::string Judge(const ConfigLine& line, Config& config) {
   if (line.kind != LineKind::Setting) return {};
   if (line.section.empty()) return "ignored, it stands before any section: " + Shown(line.key);
 
-  const std::string name = line.Name();
+  const std::string name(line.name);
   const schema::OldKey* old = schema::FindOldKey(name);
   if (!schema::IsKnown(line.section, name) && old == nullptr) {
     return "not known, kept as it is: " + Shown(name);
@@ -151,7 +166,7 @@ std::vector<ConfigFinding> CheckConfigText(std::string_view text) {
     if (std::string said = Judge(line, config); !said.empty()) {
       findings.push_back({line.number, std::move(said)});
     }
-    if (line.kind == LineKind::Setting) last_line[line.Name()] = line.number;
+    if (line.kind == LineKind::Setting) last_line[std::string(line.name)] = line.number;
   }
 
   NoteWebcam(config);

@@ -22,7 +22,12 @@ Settings BuildSettings() {
   return all;
 }
 
-using Index = std::unordered_map<std::string, const Setting*>;
+// Looked up by views, without making a string of each.
+struct NameHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view name) const { return std::hash<std::string_view>()(name); }
+};
+using Index = std::unordered_map<std::string, const Setting*, NameHash, std::equal_to<>>;
 
 Index BuildIndex() {
   Index index;
@@ -43,7 +48,7 @@ const Settings& AllSettings() {
 
 const Setting* FindSetting(std::string_view name) {
   static const Index index = BuildIndex();
-  const auto row = index.find(std::string(name));
+  const auto row = index.find(name);
   return row == index.end() ? nullptr : row->second;
 }
 
@@ -60,6 +65,11 @@ Taken TakeLine(Config& config, std::string_view section, std::string_view key,
                std::string_view value) {
   const std::string name = std::string(section) + "." + std::string(key);
   if (const Setting* setting = FindSetting(name)) return setting->value.read(config, value);
+  return TakeUnlisted(config, section, key, name, value);
+}
+
+Taken TakeUnlisted(Config& config, std::string_view section, std::string_view key,
+                   std::string_view name, std::string_view value) {
   if (section == kMarksSection) return TakeMark(config, key, value);
   if (section == kActionsSection) return TakeAction(config, key, value);
   const OldKey* old = FindOldKey(name);

@@ -23,6 +23,9 @@ const Config& Defaults();
 // is ignored.
 Taken TakeLine(Config& config, std::string_view section, std::string_view key,
                std::string_view value);
+// The same for a name that FindSetting does not find: an event, or an old key.
+Taken TakeUnlisted(Config& config, std::string_view section, std::string_view key,
+                   std::string_view name, std::string_view value);
 bool IsKnown(std::string_view section, std::string_view name);
 
 }  // namespace orventa::schema
