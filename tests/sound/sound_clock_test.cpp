@@ -122,7 +122,7 @@ size_t Loudest(const std::vector<int16_t>& out) {
 }
 
 TEST(SoundClockTest, AnHourOfADriftingClockStaysInStep) {
-  constexpr uint32_t kRate = 4000;
+  constexpr uint32_t kRate = 2000;
   constexpr uint64_t kApart = uint64_t{kRate} * 600;  // a click every ten minutes
   SoundClock clock(kRate, kRate);
   clock.SetOrigin(kStartNs, 0);
@@ -137,7 +137,7 @@ TEST(SoundClockTest, AnHourOfADriftingClockStaysInStep) {
     if (const size_t at = Loudest(out); !out.empty() && out[2 * at] > 8000) {
       const uint64_t true_ns = device.TimeOf(kApart / 2 + clicks * kApart) - kStartNs;
       const double heard_ms = static_cast<double>(pulled + at) * 1000 / kRate;
-      EXPECT_NEAR(heard_ms, static_cast<double>(true_ns) * 1e-6, 0.3) << clicks;
+      EXPECT_NEAR(heard_ms, static_cast<double>(true_ns) * 1e-6, 0.6) << clicks;
       ++clicks;
     }
     pulled += out.size() / 2;
