@@ -90,7 +90,7 @@ struct Platform {
   std::function<bool(IClock& clock, ChannelOptions options, std::unique_ptr<IChannelServer>& out)>
       open_channel;
   // What the card of that name encodes, or the best card. Empty: nothing is known.
-  std::function<MachineCodecs(const std::string& adapter)> find_codecs;
+  std::function<MachineCodecs(const std::string& adapter)> find_codecs = nullptr;
 };
 
 }  // namespace orventa

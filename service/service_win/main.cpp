@@ -10,11 +10,14 @@
 #include "base/base_win/win32.h"
 #include "base/clock.h"
 #include "base/instance.h"
+#include "games/targets/known_games.h"
 #include "service/channel/channel.h"
 #include "service/service.h"
 #include "service/service_win/no_graphics.h"
 #include "service/service_win/win_platform.h"
 #include "video/engine.h"
+#include "video/game_finder.h"
+#include "video/video_win/win_targets.h"
 
 namespace {
 
@@ -38,10 +41,13 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) {
   WinProcess process;
   WinDesktop desktop(*clock);
   NoGraphics graphics;
-  NoTargets targets;
-  const auto make_engine = [&](const Config& config, std::unique_ptr<ReplayEngine>& engine) {
-    engine = MakeEngine(EnginePlatform{*clock, graphics, targets, targets, BackendList()}, folders,
-                        config);
+  const std::unique_ptr<IKnownGames> known_games = MakeKnownGames(*clock, folders);
+  WinTargets targets(*clock, *known_games);
+  GameFinder finder(targets);
+  const auto make_engine = [&](const Config& config, const GameList& game_list,
+                               std::unique_ptr<ReplayEngine>& engine) {
+    engine = MakeEngine(EnginePlatform{*clock, graphics, finder, targets, BackendList()}, folders,
+                        config, game_list);
     return Status::Ok();
   };
 

@@ -33,16 +33,4 @@ Status NoGraphics::CreateConverter(GraphicsDevice&, const ConverterSettings&,
   return {StatusCode::Unsupported, "frame conversion on Windows is not here yet"};
 }
 
-Status NoTargets::Find(uint64_t, FoundTarget&) {
-  return {StatusCode::NoTarget, "finding windows on Windows is not here yet"};
-}
-
-bool NoTargets::IsHiddenOrMinimised(uint64_t) {
-  return false;
-}
-bool NoTargets::IsForeground(uint64_t) {
-  return false;
-}
-void NoTargets::ReadTitle(uint64_t, std::string&) {}
-
 }  // namespace orventa

@@ -1,12 +1,11 @@
 // Stands where Direct3D and Windows.Graphics.Capture will: a device without a
-// card, no captures, no converters, no windows to capture. The engine runs on it
-// and says truly that it has no encoder.
+// card, no captures, no converters. The engine finds its target, runs on this and
+// says truly that it has no encoder.
 #pragma once
 
 #include <string>
 
 #include "video/engine_platform.h"
-#include "video/targets.h"
 
 namespace orventa {
 
@@ -19,14 +18,6 @@ class NoGraphics final : public IGraphics {
                        std::unique_ptr<IVideoCapture>& capture) override;
   Status CreateConverter(GraphicsDevice& device, const ConverterSettings& settings,
                          std::unique_ptr<IFrameConverter>& converter) override;
-};
-
-class NoTargets final : public ITargetFinder, public IWindowWatch {
- public:
-  Status Find(uint64_t current_window, FoundTarget& out) override;
-  bool IsHiddenOrMinimised(uint64_t window) override;
-  bool IsForeground(uint64_t window) override;
-  void ReadTitle(uint64_t window, std::string& title) override;
 };
 
 }  // namespace orventa
