@@ -4,6 +4,7 @@
 #include <string>
 
 #include "encoders/encoders.h"
+#include "encoders/machine_codecs.h"
 #include "tests/encoders/fakes/fake_encoders.h"
 
 namespace orventa {
@@ -217,6 +218,27 @@ TEST(AutomaticBitrate, GrowsMoreSlowlyThanPicturesAndStaysInRange) {
             AutomaticBitrateKbps(1920, 1080, 60, Codec::Hevc));
   EXPECT_EQ(AutomaticBitrateKbps(0, 0, 0, Codec::H264), 500U);
   EXPECT_EQ(AutomaticBitrateKbps(UINT32_MAX, UINT32_MAX, 1000, Codec::H264), 500'000U);
+}
+
+TEST_F(EncoderChoice, ProcessorsAreFastAtH264OnlyAndAllBackendsCount) {
+  nvenc.hardware = false;
+  nvenc.codecs = {{.codec = Codec::H264, .max_width = 4096, .max_height = 4096},
+                  {.codec = Codec::Hevc, .max_width = 8192, .max_height = 8192, .ten_bit = true}};
+  other.codecs = {{.codec = Codec::Av1, .max_width = 1280, .max_height = 720}};
+  const auto told = [&] {
+    std::string text;
+    for (const CodecMeans& means : FindMachineCodecs(list, &device)) {
+      text += std::string(means.encodes ? "e" : "-") + (means.ten_bit ? "t" : "-") +
+              (means.fast ? "f " : "- ");
+    }
+    return text;
+  };
+  EXPECT_EQ(told(), "e-f et- e-- ");
+  other.codecs = {{.codec = Codec::Hevc, .max_width = 4096, .max_height = 4096}};
+  EXPECT_EQ(told(), "e-f e-f --- ");
+  other.probe_status = {StatusCode::DriverError, "no"};
+  nvenc.supports = false;
+  EXPECT_EQ(told(), "--- --- --- ");
 }
 
 }  // namespace

@@ -21,9 +21,13 @@ MachineCodecs FindMachineCodecs(const BackendList& backends, GraphicsDevice* dev
     if (!backend->Supports(*device) || !backend->Probe(*device, caps).ok()) continue;
     for (const CodecCaps& row : caps.codecs) {
       CodecMeans& means = codecs.at(static_cast<size_t>(row.codec));
+      const bool fast = IsFast(*backend, row);
+      // What a slow encoder adds must not be wished of a fast one: the slow one
+      // would get the work.
+      if (fast && !means.fast) means.ten_bit = false;
+      if (fast || !means.fast) means.ten_bit = means.ten_bit || row.ten_bit;
       means.encodes = true;
-      means.ten_bit = means.ten_bit || row.ten_bit;
-      means.fast = means.fast || IsFast(*backend, row);
+      means.fast = means.fast || fast;
     }
   }
   return codecs;

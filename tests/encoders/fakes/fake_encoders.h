@@ -46,6 +46,7 @@ class FakeBackend final : public IEncoderBackend {
   explicit FakeBackend(std::string name) : name_(std::move(name)) {}
 
   bool supports = true;
+  bool hardware = true;
   std::string load_message;
   Status probe_status;
   std::vector<CodecCaps> codecs;
@@ -59,6 +60,7 @@ class FakeBackend final : public IEncoderBackend {
 
   std::string_view Name() const override { return name_; }
   std::string LoadMessage() const override { return load_message; }
+  bool UsesHardware() const override { return hardware; }
   bool Supports(const GraphicsDevice&) override { return supports; }
   Status Probe(GraphicsDevice&, EncoderCaps& caps) override {
     ++probes;
