@@ -12,7 +12,7 @@ struct CodecMeans {
   bool encodes = false;
   bool ten_bit = false;  // by a fast encoder, where there is one
   bool fast = false;     // 1920x1080 at 60 pictures a second, beside a game
-  bool plays = true;  // players of this system show it
+  bool plays = true;     // players of this system show it
 };
 using MachineCodecs = std::array<CodecMeans, kCodecCount>;
 
