@@ -33,8 +33,8 @@ Status ReadSetting(const std::string& text, RunOptions& options) {
   std::string name = ToLower(Trim(text.substr(0, equals)));
   std::string value = text.substr(equals + 1);
   if (!IsKnownKey(name)) return {StatusCode::InvalidArgument, "unknown setting: " + name};
-  if (const std::string problem = SettingProblem(name, value); !problem.empty()) {
-    return {StatusCode::InvalidArgument, "--set: " + problem};
+  if (!SettingProblem(name, value).empty()) {
+    return {StatusCode::InvalidArgument, "--set: " + name + " cannot be \"" + value + "\""};
   }
   options.settings.emplace_back(std::move(name), std::move(value));
   return Status::Ok();

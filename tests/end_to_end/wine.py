@@ -26,12 +26,28 @@ def ctl(folder, *arguments):
     return done
 
 
+def check_config(folder):
+    """The program itself says what is wrong with a file, though it has no console."""
+    with tempfile.TemporaryDirectory() as temporary:
+        path, report = (os.path.join(temporary, name) for name in ("mine.ini", "report"))
+        with open(path, "w", encoding="utf-8") as file:
+            file.write("[video]\nfps = 900\n")
+        with open(report, "w+", encoding="utf-8") as output:
+            done = subprocess.run(
+                [WINE_RUN, os.path.join(folder, "ORVENTA.exe"), "--check-config", "Z:" + path],
+                stdin=subprocess.DEVNULL, stdout=output, timeout=60, check=False)
+            output.seek(0)
+            text = output.read()
+    assert done.returncode == 1 and text.startswith("mine.ini:2: "), (done.returncode, text)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--bin", required=True)
     folder = os.path.abspath(parser.parse_args().bin)
 
     assert ctl(folder, "STATS").returncode == 2, "no service yet"
+    check_config(folder)
     service = subprocess.Popen([WINE_RUN, os.path.join(folder, "ORVENTA.exe"), "--autostart"],
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
