@@ -62,6 +62,7 @@ def main():
 
         answer = ctl(folder, "SAVE")
         assert answer.returncode == 1 and "no video encoder to record with" in answer.stdout, answer
+        assert "main display" in ctl(folder, "TARGETS").stdout
         assert ctl(folder, "NO_SUCH_VERB").returncode == 1
         second = subprocess.run([WINE_RUN, os.path.join(folder, "ORVENTA.exe"), "--autostart"],
                                 timeout=60, check=False)
