@@ -1,5 +1,5 @@
 // A stand-in for a game: an X11 window with a moving picture that carries its own
-// frame number and flashes once a second. For demonstrations, end-to-end tests and
+// frame number and flashes once a second, with a tone. For demonstrations, end-to-end tests and
 // benchmarks of capture. Pictures go to the server through shared memory.
 #include <fcntl.h>
 #include <poll.h>
@@ -23,6 +23,7 @@
 
 #include "base/clock.h"
 #include "base/text.h"
+#include "tools/demo_game/beeper.h"
 #include "tools/demo_game/picture_size.h"
 #include "tools/demo_game/scene.h"
 
@@ -35,15 +36,21 @@ constexpr char kUsage[] =
     "  --fps N         frames a second, 1 to 1000 (60)\n"
     "  --title TEXT    the window's title (ORVENTA demo game)\n"
     "  --seconds N     end by itself after this time\n"
+    "  --flash-ms N    from one flash to the next, 400 to 60000 (1000)\n"
+    "  --tell-flashes  print each flash's frame number and how many microseconds late\n"
+    "                  it was shown\n"
     "  --help          this text\n"
     "Shows a moving picture with its frame number as a bar code along the top and the\n"
-    "bottom, and flashes in the middle for a tenth of every second.\n";
+    "bottom. Flashes in the middle for a tenth of a second now and then, with a tone\n"
+    "that begins to be heard as the flash is shown.\n";
 
 struct Options {
   PictureSize size = {1280, 720};
   uint64_t fps = 60;
   std::string title = "ORVENTA demo game";
   std::optional<uint64_t> seconds;
+  uint64_t flash_ms = 1000;
+  bool tell_flashes = false;
   bool help = false;
 };
 
@@ -67,6 +74,10 @@ Options ReadOptions(int argc, char** argv) {
       options.help = true;
       continue;
     }
+    if (name == "--tell-flashes") {
+      options.tell_flashes = true;
+      continue;
+    }
     const std::string_view value = i + 1 < argc ? argv[i + 1] : "";
     ++i;
     if (name == "--size") {
@@ -79,6 +90,8 @@ Options ReadOptions(int argc, char** argv) {
       options.title = value;
     } else if (name == "--seconds") {
       options.seconds = Number(name, value, 1, 1'000'000);
+    } else if (name == "--flash-ms") {
+      options.flash_ms = Number(name, value, 400, 60'000);
     } else {
       throw UsageError("unknown option: " + std::string(name));
     }
@@ -263,27 +276,70 @@ void GameWindow::ThrowIfBroken() const {
   if (xcb_connection_has_error(connection_) != 0) throw std::runtime_error("no X server");
 }
 
-// Frames are due at absolute times; late ones are left out, so that the pace never
-// drifts. The number counts frames drawn, so that a reader tells a frame that was
-// lost on the way from one that was never there.
+// When flashes are due: with the first frame at or after each multiple of their
+// period.
+class Flashes {
+ public:
+  explicit Flashes(const Options& options)
+      : fps_(options.fps), period_ns_(options.flash_ms * kNsPerMs) {}
+
+  uint64_t FrameNs(uint64_t slot) const { return slot * kNsPerSecond / fps_; }
+  uint64_t FirstSlot(uint64_t flash) const {
+    return (flash * period_ns_ * fps_ + kNsPerSecond - 1) / kNsPerSecond;
+  }
+  // The newest flash that has begun by this slot.
+  uint64_t At(uint64_t slot) const {
+    uint64_t flash = FrameNs(slot) / period_ns_;
+    while (FirstSlot(flash + 1) <= slot) ++flash;
+    while (flash > 0 && FirstSlot(flash) > slot) --flash;
+    return flash;
+  }
+  bool IsLit(uint64_t slot) const {
+    return FrameNs(slot) - FrameNs(FirstSlot(At(slot))) < kNsPerSecond / 10;
+  }
+
+ private:
+  const uint64_t fps_;
+  const uint64_t period_ns_;
+};
+
+// Frames are drawn ahead and shown at absolute times; late ones are left out, so that
+// the pace never drifts. The number counts frames drawn, so that a reader tells a
+// frame that was lost on the way from one that was never there.
 void Play(const Options& options) {
   const std::unique_ptr<IClock> clock = MakeSystemClock();
   const auto resolution = clock->RaiseTimerResolution();
   GameWindow window(options.size, options.title);
   const Scene scene(options.size.width, options.size.height);
+  const Flashes flashes(options);
+  Beeper beeper(*clock, "orventa-demo-game");
 
   const uint64_t start_ns = clock->SteadyNs();
   uint64_t slot = 0;
+  uint64_t shown_flash = 0;  // the one at the start has no time for its tone
+  uint64_t next_beep = 1;
   for (uint32_t number = 0; window.IsOpen(); ++number) {
-    const uint64_t due_ns = slot * kNsPerSecond / options.fps;
+    const uint64_t due_ns = flashes.FrameNs(slot);
     if (options.seconds && due_ns >= *options.seconds * kNsPerSecond) return;
-    clock->SleepUntil(start_ns + due_ns);
+    const uint64_t beep_ns = flashes.FrameNs(flashes.FirstSlot(next_beep));
+    if (due_ns + kBeepLeadNs >= beep_ns) {
+      beeper.At(start_ns + beep_ns);
+      ++next_beep;
+    }
     Canvas& canvas = window.NextCanvas();
-    const bool flash = due_ns % kNsPerSecond < kNsPerSecond / 10;
-    scene.Draw(number, flash, canvas.pixels, options.size.width);
+    scene.Draw(number, flashes.IsLit(slot), canvas.pixels, options.size.width);
+    clock->SleepUntil(start_ns + due_ns);
     window.Show(canvas);
-    const uint64_t reached = (clock->SteadyNs() - start_ns) * options.fps / kNsPerSecond;
-    slot = std::max(slot, reached) + 1;
+    const uint64_t now_ns = clock->SteadyNs() - start_ns;
+    if (const uint64_t flash = flashes.At(slot); flash != shown_flash) {
+      shown_flash = flash;
+      const uint64_t late_us = (now_ns - flashes.FrameNs(flashes.FirstSlot(flash))) / 1000;
+      if (options.tell_flashes) {
+        std::printf("flash %u %llu\n", number, static_cast<unsigned long long>(late_us));
+        std::fflush(stdout);
+      }
+    }
+    slot = std::max(slot, now_ns * options.fps / kNsPerSecond) + 1;
   }
 }
 
