@@ -20,7 +20,13 @@ constexpr DWORD kDiskQuotaExceeded = 1295;
 FileError ErrorOf(DWORD code) {
   switch (code) {
     case ERROR_FILE_NOT_FOUND:
-    case ERROR_PATH_NOT_FOUND: return FileError::NotFound;
+    case ERROR_PATH_NOT_FOUND:
+    // A share that is gone, and paths that no file can have.
+    case ERROR_BAD_NETPATH:
+    case ERROR_NETNAME_DELETED:
+    case ERROR_INVALID_NAME:
+    case ERROR_BAD_PATHNAME:
+    case ERROR_DIRECTORY: return FileError::NotFound;
     case ERROR_SHARING_VIOLATION:
     case ERROR_LOCK_VIOLATION:
     case ERROR_USER_MAPPED_FILE:

@@ -47,6 +47,10 @@ std::string GameListPath(std::string_view config_dir);
 
 // Any text gives a list; one without an entry gives the default's entries.
 GameList ParseGameList(std::string_view text);
+// The whole file. Reading it back gives the list again, with these exceptions: settings
+// and `record_session` of an exception mean nothing and are not written; a line break
+// in a text becomes a blank, and an entry that needs a text and has none is left out,
+// neither of which comes from a file.
 std::string GameListText(const GameList& list);
 
 // `file_current` (may be null): false when the caller should write the list out,
