@@ -1,0 +1,102 @@
+// Walks boxes that come from outside: those in memory, bounded by their parent, and
+// those of a file's top level. Used by the reader and by the repair of recordings.
+// No walk leaves its bytes, whatever sizes it meets. One thread at a time.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "base/files.h"
+#include "mp4/box_io.h"
+#include "mp4/boxes.h"
+
+namespace orventa {
+
+// What a size of 0 means where it is met.
+enum class OpenBox {
+  ToTheEnd,  // the box reaches to the end of its parent
+  Damage,    // the walk ends there
+};
+
+// The start of a box as it stands in bytes or in a file.
+struct BoxHead {
+  uint32_t type = 0;
+  uint32_t header_bytes = 0;
+  uint64_t size = 0;  // header and all
+};
+
+// From the first bytes of a box of which `left` bytes lie within its parent. False
+// when its header is torn, or its size below the header or above `left`.
+bool ReadBoxHead(std::span<const uint8_t> bytes, uint64_t left, OpenBox open, BoxHead& head);
+
+// A box in memory.
+struct BoxView {
+  uint32_t type = 0;
+  size_t offset = 0;  // of its header in what is walked
+  std::span<const uint8_t> body;
+
+  bool IsUuid(const BoxUuid& uuid) const;
+  // What stands after the 16 bytes of type, of a box that IsUuid.
+  std::span<const uint8_t> AfterUuid() const { return body.subspan(BoxUuid{}.size()); }
+};
+
+// The children in a box's body. The bytes must outlive the walk and its views.
+class BoxReader {
+ public:
+  explicit BoxReader(std::span<const uint8_t> bytes) : bytes_(bytes) {}
+
+  // False at the end, and at a box that does not fit.
+  bool Next(BoxView& box);
+
+ private:
+  std::span<const uint8_t> bytes_;
+  size_t position_ = 0;
+};
+
+// A box in a file.
+struct FileBox : BoxHead {
+  uint64_t offset = 0;  // of its header
+
+  uint64_t body_offset() const { return offset + header_bytes; }
+  uint64_t body_bytes() const { return size - header_bytes; }
+  uint64_t end() const { return offset + size; }
+};
+
+// The boxes of a file's top level. The file must outlive the walk.
+class FileBoxReader {
+ public:
+  FileBoxReader(const InputFile& file, uint64_t file_bytes, OpenBox open)
+      : file_(file), file_bytes_(file_bytes), open_(open) {}
+
+  // False at the end of the file, at a box that is not whole, and at a failed read.
+  bool Next(FileBox& box);
+  // Whether the box that Next gave last is a `uuid` box of this type.
+  bool IsUuid(const BoxUuid& uuid) const;
+  // Where the last whole box ended.
+  uint64_t end_of_whole() const { return position_; }
+  // Ok when the walk ended at the file's end or at a torn box.
+  const FileResult& error() const { return error_; }
+
+ private:
+  std::span<const uint8_t> Look(uint64_t offset, size_t most);
+
+  const InputFile& file_;
+  uint64_t file_bytes_;
+  OpenBox open_;
+  uint64_t position_ = 0;  // of the next box
+  BoxUuid uuid_ = {};      // of the box that Next gave last
+  bool uuid_found_ = false;
+  FileResult error_;
+  // Small boxes in a row are read together, so that a file full of them is no
+  // slower to walk than to read.
+  std::array<uint8_t, 4096> window_ = {};
+  uint64_t window_offset_ = 0;
+  size_t window_bytes_ = 0;
+};
+
+// Reads all of `into` at a place in the file; false when the file is shorter or fails.
+bool ReadExactly(const InputFile& file, uint64_t offset, std::span<uint8_t> into);
+
+}  // namespace orventa
