@@ -16,15 +16,35 @@
 
 namespace orventa {
 
+// What became of one file of a recording, which may have several: when the picture has
+// to be built anew underneath it, it goes on in another.
+struct FinishedRecording {
+  uint32_t number = 0;  // counts up over all files of this engine, from 1
+  // Ok: the file is whole. InvalidArgument: nothing came in time to be recorded, and no
+  // file is left. Else it could not be written; what had been written by then is left
+  // to the repair of interrupted recordings.
+  Status result;
+  std::string path;
+  std::string name;      // what was recorded: a game, or "Monitor"
+  std::string folder;    // of recordings, without the game's own
+  std::string fallback;  // why that is another folder than the user's; empty when it is not
+
+  bool operator==(const FinishedRecording&) const = default;
+};
+
 // The engine's state as values. "None" is empty or 0.
 struct EngineSnapshot {
   bool running = false;
   bool capturing = false;  // a packet came out of the encoder lately
   bool paused = false;
-  bool recording = false;
-  double recording_seconds = 0;
+  bool recording = false;        // a file is open, or the next one is about to be
+  double recording_seconds = 0;  // over all files of the recording
   uint64_t recording_bytes = 0;
-  std::string recording_path;
+  std::string recording_path;     // of the newest file
+  uint32_t recordings_saved = 0;  // files, since the engine was made
+  uint32_t recordings_failed = 0;
+  // The latest that were finished, newest last; may be null. Told once a file each.
+  std::shared_ptr<const std::vector<FinishedRecording>> finished_recordings;
   uint32_t width = 0;  // what is encoded, pixels
   uint32_t height = 0;
   uint32_t fps = 0;
@@ -62,7 +82,7 @@ struct EngineSnapshot {
   std::string saved_elsewhere_reason;
   bool no_target = false;
   bool no_encoder = false;
-  bool drive_nearly_full = false;
+  bool drive_nearly_full = false;  // which ended the last recording
   std::string last_error;
 };
 
@@ -82,9 +102,13 @@ class ReplayEngine {
   virtual bool IsRunning() const = 0;
   virtual void SetPaused(bool paused) = 0;
   virtual bool IsPaused() const = 0;
+  // Recordings begin and end a moment later, on the engine's thread: Ok says that it
+  // will be tried. A file that is done, or that failed, is in `finished_recordings`.
+  // `path` is that of the newest file. May write to the drive to find a folder.
   virtual Status StartRecording(std::string& path) = 0;
+  // NoTarget, "nothing was recorded": it was ended before its file was opened.
   virtual Status StopRecording(std::string& path) = 0;
-  virtual bool IsRecording() const = 0;
+  virtual bool IsRecording() const = 0;  // one is wanted, open or not; any thread
   // `count`: how many a save of the current length would hold. Any thread.
   virtual Status AddMarker(size_t& count) = 0;
   virtual Status AddGameEvent(ClipEvent event, size_t& count) = 0;
