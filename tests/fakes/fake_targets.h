@@ -13,11 +13,13 @@ namespace orventa {
 
 class FakeTargets final : public ITargetFinder, public IWindowWatch {
  public:
-  bool SetGameList(const GameList& new_list, const FindPolicy& new_policy) override {
-    const bool changed = list != new_list || policy != new_policy;
+  WishesChange SetGameList(const GameList& new_list, const FindPolicy& new_policy) override {
+    const WishesChange change = list != new_list       ? WishesChange::List
+                                : policy != new_policy ? WishesChange::Policy
+                                                       : WishesChange::None;
     list = new_list;
     policy = new_policy;
-    return changed;
+    return change;
   }
   Status Find(uint64_t current_window, FoundTarget& out) override {
     ++finds;

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,19 +14,6 @@ namespace orventa {
 namespace {
 
 constexpr int kStartTimeoutMs = 30'000;
-
-[[noreturn]] void BecomeServer(std::vector<std::string> words) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that crashes leaves no server behind
-  const int quiet = open("/dev/null", O_RDWR);
-  dup2(quiet, STDIN_FILENO);
-  dup2(quiet, STDOUT_FILENO);
-  dup2(quiet, STDERR_FILENO);
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  execvp(arguments[0], arguments.data());
-  _exit(127);
-}
 
 // The line that the server writes once it takes clients; empty when it ends first.
 std::string ReadLine(int fd) {
@@ -66,8 +52,7 @@ void PrivateDisplay::Start(const std::string& number) {
   words[words.size() - 4] = screen_;
   words.insert(words.end(), arguments_.begin(), arguments_.end());
 
-  pid_ = fork();
-  if (pid_ == 0) BecomeServer(std::move(words));
+  server_ = std::make_unique<ChildProgram>("Xvfb", words);
   close(ends[1]);
   const std::string line = ReadLine(ends[0]);
   close(ends[0]);
@@ -79,10 +64,8 @@ void PrivateDisplay::Start(const std::string& number) {
 }
 
 void PrivateDisplay::Kill() {
-  if (pid_ <= 0) return;
-  kill(pid_, SIGKILL);
-  waitpid(pid_, nullptr, 0);
-  pid_ = -1;
+  if (server_ == nullptr) return;
+  server_.reset();
   // A killed server leaves its socket and lock behind.
   const std::string number = name_.empty() ? "" : name_.substr(1);
   if (number.empty()) return;
@@ -96,12 +79,12 @@ void PrivateDisplay::StartAgain() {
 }
 
 void PrivateDisplay::Freeze() {
-  kill(pid_, SIGSTOP);
-  waitpid(pid_, nullptr, WUNTRACED);
+  kill(server_->pid(), SIGSTOP);
+  waitpid(server_->pid(), nullptr, WUNTRACED);
 }
 
 void PrivateDisplay::Thaw() {
-  kill(pid_, SIGCONT);
+  kill(server_->pid(), SIGCONT);
 }
 
 DisplayVariable::DisplayVariable(const std::string& name) {

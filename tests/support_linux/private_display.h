@@ -2,10 +2,11 @@
 // display number, ended with the object, and open to being stopped or killed.
 #pragma once
 
-#include <sys/types.h>
-
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "support_linux/child_program.h"
 
 namespace orventa {
 
@@ -20,7 +21,7 @@ class PrivateDisplay {
   PrivateDisplay& operator=(const PrivateDisplay&) = delete;
 
   const std::string& name() const { return name_; }  // ":5"
-  pid_t pid() const { return pid_; }
+  pid_t pid() const { return server_->pid(); }
 
   // Ends the server at once, as a crash would.
   void Kill();
@@ -36,7 +37,7 @@ class PrivateDisplay {
   const std::string screen_;
   const std::vector<std::string> arguments_;
   std::string name_;
-  pid_t pid_ = -1;
+  std::unique_ptr<ChildProgram> server_;
 };
 
 // Points DISPLAY at a server while it lives.

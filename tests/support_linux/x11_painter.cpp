@@ -1,5 +1,6 @@
 #include "support_linux/x11_painter.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -81,10 +82,35 @@ void X11Painter::SetTitle(xcb_window_t window, const std::string& utf8) {
   Sync();
 }
 
+void X11Painter::SetText(xcb_window_t window, const char* property, const std::string& bytes) {
+  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, Atom(property), XCB_ATOM_STRING,
+                      8, static_cast<uint32_t>(bytes.size()), bytes.data());
+  Sync();
+}
+
 void X11Painter::SetWord(xcb_window_t window, const char* property, const char* type,
                          uint32_t word) {
-  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, Atom(property), Atom(type), 32, 1,
-                      &word);
+  SetWords(window, property, type, {word});
+}
+
+void X11Painter::SetWords(xcb_window_t window, const char* property, const char* type,
+                          const std::vector<uint32_t>& words) {
+  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, Atom(property), Atom(type), 32,
+                      static_cast<uint32_t>(words.size()), words.data());
+  Sync();
+}
+
+void X11Painter::AskManager(xcb_window_t window, const char* message,
+                            const std::vector<uint32_t>& words) {
+  xcb_client_message_event_t event = {};
+  event.response_type = XCB_CLIENT_MESSAGE;
+  event.format = 32;
+  event.window = window;
+  event.type = Atom(message);
+  std::copy_n(words.begin(), std::min<size_t>(words.size(), 5), event.data.data32);
+  xcb_send_event(connection_, 0, root(),
+                 XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                 reinterpret_cast<const char*>(&event));
   Sync();
 }
 
@@ -95,6 +121,16 @@ void X11Painter::SetAtoms(xcb_window_t window, const char* property, const char*
 void X11Painter::RemoveProperty(xcb_window_t window, const char* property) {
   xcb_delete_property(connection_, window, Atom(property));
   Sync();
+}
+
+bool X11Painter::HasProperty(xcb_window_t window, const char* property) {
+  auto* reply = xcb_get_property_reply(
+      connection_,
+      xcb_get_property(connection_, 0, window, Atom(property), XCB_GET_PROPERTY_TYPE_ANY, 0, 0),
+      nullptr);
+  const bool has = reply != nullptr && reply->type != XCB_ATOM_NONE;
+  std::free(reply);
+  return has;
 }
 
 void X11Painter::Focus(xcb_window_t window) {

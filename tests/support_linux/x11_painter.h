@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace orventa {
 
@@ -38,7 +39,13 @@ class X11Painter {
   void SetTitle(xcb_window_t window, const std::string& utf8);
   void SetWord(xcb_window_t window, const char* property, const char* type, uint32_t word);
   void SetAtoms(xcb_window_t window, const char* property, const char* atom);
+  void SetText(xcb_window_t window, const char* property, const std::string& bytes);
+  void SetWords(xcb_window_t window, const char* property, const char* type,
+                const std::vector<uint32_t>& words);
+  // What a program asks its window manager for: a message to the root window.
+  void AskManager(xcb_window_t window, const char* message, const std::vector<uint32_t>& words);
   void RemoveProperty(xcb_window_t window, const char* property);
+  bool HasProperty(xcb_window_t window, const char* property);
   void Focus(xcb_window_t window);
   void MovePointer(int16_t x, int16_t y);
   // A pointer that is a filled square of this colour and points with its corner.

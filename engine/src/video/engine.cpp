@@ -155,14 +155,17 @@ void Engine::ClearHistory() {
 }
 
 Status Engine::ApplySettings(const Config& config, const GameList& game_list) {
-  const bool list_changed = core_.platform.targets.SetGameList(game_list, FindPolicyOf(config));
+  const WishesChange wishes = core_.platform.targets.SetGameList(game_list, FindPolicyOf(config));
   const SessionState::Outcome outcome = core_.session.SetBase(config);
   if (outcome.history_lost) {
     core_.status.Update([](EngineSnapshot& record) { ++record.history_resets; });
   }
   if (outcome.change.sound) core_.orders.sound_changed = true;
-  if (outcome.change.restart || list_changed)
+  if (wishes == WishesChange::Policy) core_.orders.target_in_doubt = true;
+  // Nothing takes a change of the camera yet.
+  if (outcome.change.restart || wishes == WishesChange::List) {
     core_.orders.Set(core_.orders.restart_requested, true);
+  }
   return {};
 }
 

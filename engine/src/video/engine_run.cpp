@@ -113,7 +113,7 @@ void EngineRun::LookWhilePaused(uint64_t& next_search_ns) {
         [&](EngineSnapshot& record) { record.no_encoder = core_.device.no_encoder(); });
   }
   FoundTarget found;
-  if (core_.platform.targets.Find(last_window_, found).ok()) {
+  if (core_.platform.targets.Find(last_target_.target.window, found).ok()) {
     PublishTarget(core_.status, found);
   } else {
     core_.status.ClearTarget();
@@ -124,9 +124,10 @@ void EngineRun::LookWhilePaused(uint64_t& next_search_ns) {
 Status EngineRun::BuildAndRun() {
   // Orders that come from here on concern the pipeline that is being built.
   core_.orders.restart_requested = false;
+  core_.orders.target_in_doubt = false;
   std::unique_ptr<Pipeline> pipeline;
   try {
-    PipelineBuilder builder(core_, last_identity_, last_window_);
+    PipelineBuilder builder(core_, last_target_);
     if (Status status = builder.Build(pipeline); !status.ok()) return status;
     return RunPipeline(std::move(pipeline));
   } catch (const std::exception& error) {
@@ -153,7 +154,7 @@ Status EngineRun::RunPipeline(std::unique_ptr<Pipeline> pipeline) {
 
 void EngineRun::PlaceOnTimeline(const Pipeline& pipeline) {
   const FoundTarget& target = pipeline.target;
-  const std::string& identity = Pipeline::IdentityOf(target);
+  const std::string& identity = target.Identity();
   const std::shared_ptr<ReplayBuffer> history = core_.session.history();
   const bool changed = changes_.PipelineStarts({.identity = identity,
                                                 .is_window = target.IsWindow(),
@@ -167,8 +168,7 @@ void EngineRun::PlaceOnTimeline(const Pipeline& pipeline) {
                               .is_window = target.IsWindow()},
                              changed, clock().WallMs());
   core_.parts.PlaceSound();
-  last_identity_ = identity;
-  last_window_ = target.IsWindow() ? target.target.window : 0;
+  last_target_ = target;
 }
 
 void EngineRun::LeavePipeline(Pipeline& pipeline, FrameLoop& loop, LoopEnd end) {

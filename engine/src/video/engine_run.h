@@ -50,11 +50,10 @@ class EngineRun {
   const EngineSwitches& switches_;
   PaceLog pace_;
   TargetChanges changes_;
-  uint64_t next_pts_ = 0;      // where the next pipeline begins on the session timeline
-  bool resumed_ = false;       // the machine slept since the last pipeline
-  uint32_t failures_ = 0;      // in a row
-  std::string last_identity_;  // of the last pipeline's target
-  uint64_t last_window_ = 0;
+  uint64_t next_pts_ = 0;    // where the next pipeline begins on the session timeline
+  bool resumed_ = false;     // the machine slept since the last pipeline
+  uint32_t failures_ = 0;    // in a row
+  FoundTarget last_target_;  // the last pipeline's
   std::optional<uint64_t> no_target_since_ns_;  // steady clock
 };
 

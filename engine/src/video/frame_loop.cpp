@@ -158,13 +158,17 @@ void FrameLoop::Slot(uint64_t slot, uint64_t now_ns) {
 }
 
 void FrameLoop::WatchTarget(uint64_t slot, uint64_t now_ns) {
-  if (watch_.WatchWindow(slot, now_ns)) end_.target_gone = true;
+  const bool recording = core_.parts.RecordingWanted();
+  if (watch_.WatchWindow(slot, now_ns, recording)) end_.target_gone = true;
   if (pipeline_.capture->TargetGone()) end_.target_gone = true;
   if (slot >= next_checks_slot_) {
     next_checks_slot_ = slot + 2 * uint64_t{std::max(1U, pipeline_.config.video.fps)};
     core_.session.ExpireKept(now_ns);
     core_.parts.CheckRecordingDrive();
-    if (watch_.BetterTargetOpened()) end_.target_gone = true;
+    if (!recording && watch_.BetterTargetOpened()) end_.target_gone = true;
+  }
+  if (!recording && core_.orders.target_in_doubt.exchange(false) && watch_.LostItsClaim()) {
+    end_.target_gone = true;
   }
   const std::string* title = nullptr;
   if (watch_.ReadNewTitle(&title)) {

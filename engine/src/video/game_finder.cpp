@@ -9,10 +9,11 @@
 namespace orventa {
 namespace {
 
-const WindowInfo* WindowOf(const DesktopSnapshot& desktop, uint64_t handle) {
-  const auto row = std::find_if(desktop.windows.begin(), desktop.windows.end(),
-                                [&](const WindowInfo& window) { return window.hwnd == handle; });
-  return row == desktop.windows.end() ? nullptr : &*row;
+template <typename Row>
+const Row* FindRow(const std::vector<Row>& rows, uint64_t Row::*handle, uint64_t wanted) {
+  const auto row = std::find_if(rows.begin(), rows.end(),
+                                [&](const Row& each) { return each.*handle == wanted; });
+  return row == rows.end() ? nullptr : &*row;
 }
 
 std::string ProgramName(const std::string& exe_path) {
@@ -23,6 +24,26 @@ std::string ProgramName(const std::string& exe_path) {
     name.remove_suffix(kExtension.size());
   }
   return std::string(name);
+}
+
+void FillTarget(const CaptureTargetEntry& entry, const DesktopSnapshot& desktop,
+                const CaptureSource& source, FoundTarget& out) {
+  if (source.kind == CaptureSource::Kind::Window) {
+    out.target = {.kind = CaptureTarget::Kind::Window, .window = source.handle};
+    const WindowInfo* const window = FindRow(desktop.windows, &WindowInfo::hwnd, source.handle);
+    out.name = TargetName(entry, window);
+    if (window != nullptr) out.path = window->exe_path;
+    return;
+  }
+  out.target = {.kind = source.kind == CaptureSource::Kind::Monitor
+                            ? CaptureTarget::Kind::Monitor
+                            : CaptureTarget::Kind::PrimaryMonitor,
+                .monitor = source.handle};
+  const DisplayInfo* const display =
+      FindRow(desktop.displays, &DisplayInfo::monitor, source.handle);
+  if (display != nullptr) {
+    out.display = display->stable_id.empty() ? display->device_name : display->stable_id;
+  }
 }
 
 }  // namespace
@@ -37,12 +58,12 @@ std::string TargetName(const CaptureTargetEntry& entry, const WindowInfo* window
 GameFinder::GameFinder(IDesktopRows& rows)
     : rows_(rows), wishes_(std::make_shared<const Wishes>()) {}
 
-bool GameFinder::SetGameList(const GameList& list, const FindPolicy& policy) {
+WishesChange GameFinder::SetGameList(const GameList& list, const FindPolicy& policy) {
   auto next = std::make_shared<const Wishes>(Wishes{list, policy});
   const MutexLock lock(mutex_);
-  if (*wishes_ == *next) return false;
-  wishes_ = std::move(next);
-  return true;
+  const auto before = std::exchange(wishes_, std::move(next));
+  if (before->list != list) return WishesChange::List;
+  return before->policy != policy ? WishesChange::Policy : WishesChange::None;
 }
 
 std::shared_ptr<const GameFinder::Wishes> GameFinder::wishes() const {
@@ -66,16 +87,8 @@ Status GameFinder::Find(uint64_t current_window, FoundTarget& out) {
   }
   if (status.ok()) {
     const CaptureTargetEntry& entry = wanted->list.entries[source.entry_index];
-    const WindowInfo* const window =
-        source.kind == CaptureSource::Kind::Window ? WindowOf(*desktop, source.handle) : nullptr;
     out = {};
-    if (window != nullptr) {
-      out.target = {.kind = CaptureTarget::Kind::Window, .window = source.handle};
-      out.path = window->exe_path;
-    } else {
-      out.target.monitor = source.handle;
-    }
-    out.name = TargetName(entry, window);
+    FillTarget(entry, *desktop, source, out);
     out.description = std::move(source.description);
     out.list_index = source.entry_index;
     out.any_game = entry.kind == TargetKind::AnyGame;

@@ -17,7 +17,7 @@ class GameFinder final : public ITargetFinder {
   // `rows` must outlive the finder.
   explicit GameFinder(IDesktopRows& rows);
 
-  bool SetGameList(const GameList& list, const FindPolicy& policy) override;
+  WishesChange SetGameList(const GameList& list, const FindPolicy& policy) override;
   Status Find(uint64_t current_window, FoundTarget& out) override;
   std::string Explain(uint64_t current_window) override;
 
@@ -25,7 +25,6 @@ class GameFinder final : public ITargetFinder {
   struct Wishes {
     GameList list;
     FindPolicy policy;
-    bool operator==(const Wishes&) const = default;
   };
   std::shared_ptr<const Wishes> wishes() const;
 
@@ -36,9 +35,9 @@ class GameFinder final : public ITargetFinder {
   std::unique_ptr<DesktopSnapshot> idle_ ORVENTA_GUARDED_BY(mutex_);
 };
 
-// What a captured window or display is called: in saves' folders, in the status,
-// and to tell one target from the next. A window that changes its title keeps its
-// name; a display has its own.
+// What a captured window is called: in saves' folders, in the status, and to tell one
+// target from the next. It does not follow the title, but where nothing else is known
+// of a window. Empty for a display (no window).
 std::string TargetName(const CaptureTargetEntry& entry, const WindowInfo* window);
 
 }  // namespace orventa

@@ -34,11 +34,6 @@ struct Pipeline {
   // What both of the following use lies above them.
   std::unique_ptr<PacketSink> sink;
   std::unique_ptr<EncoderWorker> worker;
-
-  // What a target is known by: its name, or its display's.
-  static const std::string& IdentityOf(const FoundTarget& target) {
-    return target.name.empty() ? target.description : target.name;
-  }
 };
 
 }  // namespace orventa

@@ -31,8 +31,8 @@ void PublishTarget(StatusBoard& status, const FoundTarget& target) {
   });
 }
 
-PipelineBuilder::PipelineBuilder(EngineCore& core, std::string last_identity, uint64_t last_window)
-    : core_(core), last_identity_(std::move(last_identity)), last_window_(last_window) {}
+PipelineBuilder::PipelineBuilder(EngineCore& core, const FoundTarget& last)
+    : core_(core), last_(last) {}
 
 Status PipelineBuilder::Build(std::unique_ptr<Pipeline>& out) {
   pipeline_ = std::make_unique<Pipeline>();
@@ -51,7 +51,13 @@ Status PipelineBuilder::Build(std::unique_ptr<Pipeline>& out) {
 }
 
 Status PipelineBuilder::FindTargetAndDevice() {
-  const Status found = core_.platform.targets.Find(last_window_, pipeline_->target);
+  FoundTarget& target = pipeline_->target;
+  const Status found = core_.platform.targets.Find(last_.target.window, target);
+  // A window of which only the title is known is the same game under its next title.
+  if (found.ok() && target.IsWindow() && target.target == last_.target && target.path.empty() &&
+      target.name == target.description) {
+    target.name = last_.name;
+  }
   // Until something is known to encode, that is searched for even while no game is
   // open: the user has to hear of it.
   if (!found.ok() && core_.device.have_device() && !core_.device.no_encoder()) return found;
@@ -76,7 +82,7 @@ void PipelineBuilder::TakeSettings() {
   CountHistoryReset(core_.session.SetTarget(p.target.settings).history_lost);
   p.config = core_.session.Effective();
   p.interval_ns = kNsPerSecond / std::max(1U, p.config.video.fps);
-  p.same_target = Pipeline::IdentityOf(p.target) == last_identity_;
+  p.same_target = p.target.Identity() == last_.Identity();
   PublishTarget(core_.status, p.target);
 }
 

@@ -1,9 +1,7 @@
 // Builds a pipeline, step by step; the first failure is the build's. Engine thread.
 #pragma once
 
-#include <cstdint>
 #include <memory>
-#include <string>
 
 #include "base/status.h"
 #include "video/engine_core.h"
@@ -13,9 +11,9 @@ namespace orventa {
 
 class PipelineBuilder {
  public:
-  // `last_identity`: the target of the pipeline before, empty when there was none.
-  // `last_window`: the window captured last, which keeps its claim.
-  PipelineBuilder(EngineCore& core, std::string last_identity, uint64_t last_window);
+  // `last`: the target of the pipeline before, whose window keeps its claim; as it is
+  // made when there was none. Must outlive the builder.
+  PipelineBuilder(EngineCore& core, const FoundTarget& last);
 
   // NoTarget and NoEncoder are ordinary answers.
   Status Build(std::unique_ptr<Pipeline>& out);
@@ -32,8 +30,7 @@ class PipelineBuilder {
   void CountHistoryReset(bool lost);
 
   EngineCore& core_;
-  std::string last_identity_;
-  uint64_t last_window_;
+  const FoundTarget& last_;
   std::unique_ptr<Pipeline> pipeline_;
 };
 

@@ -2,16 +2,13 @@
 
 namespace orventa {
 
-bool TargetWatch::WatchWindow(uint64_t slot, uint64_t now_ns) {
+bool TargetWatch::WatchWindow(uint64_t slot, uint64_t now_ns, bool recording) {
   if (!current_.IsWindow()) return false;
   const uint64_t window = current_.target.window;
   minimised_ = windows_.IsHiddenOrMinimised(window);
-  if (windows_.IsForeground(window)) {
-    candidate_.reset();
-    return false;
-  }
   // A window that the user named keeps its claim while it only stands behind.
-  if (!minimised_ && !current_.any_game) {
+  const bool may_be_left = current_.any_game ? !recording : minimised_;
+  if (!may_be_left || windows_.IsForeground(window)) {
     candidate_.reset();
     return false;
   }
@@ -35,8 +32,18 @@ bool TargetWatch::MayTakeOver(const FoundTarget& candidate) {
 }
 
 bool TargetWatch::BetterTargetOpened() {
-  const uint64_t window = current_.IsWindow() ? current_.target.window : 0;
-  if (!finder_.Find(window, found_).ok() || found_.list_index >= current_.list_index) return false;
+  if (!finder_.Find(current_.target.window, found_).ok() ||
+      found_.list_index >= current_.list_index)
+    return false;
+  if (found_.target != current_.target) return true;
+  current_.list_index = found_.list_index;
+  return false;
+}
+
+bool TargetWatch::LostItsClaim() {
+  const Status status = finder_.Find(current_.target.window, found_);
+  // A desktop that cannot be asked says nothing against the target.
+  if (!status.ok()) return status.code() == StatusCode::NoTarget;
   if (found_.target != current_.target) return true;
   current_.list_index = found_.list_index;
   return false;

@@ -21,11 +21,14 @@ class TargetWatch {
       : finder_(finder), windows_(windows), current_(current), fps_(fps) {}
 
   // Window targets: looks at the window, and once a second of slots for another one
-  // in its stead. True when it is time to switch.
-  bool WatchWindow(uint64_t slot, uint64_t now_ns);
+  // in its stead. True when it is time to switch. A recording keeps what was taken
+  // for a game from being left for another.
+  bool WatchWindow(uint64_t slot, uint64_t now_ns, bool recording);
   // Whether the list now names a better target; a better place of the same one is
   // only taken over.
   bool BetterTargetOpened();
+  // Whether the list now names another target or none, better or not.
+  bool LostItsClaim();
 
   bool minimised() const { return minimised_; }
   // The window's title, when it has changed since the last call. Reuses its memory.

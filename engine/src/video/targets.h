@@ -16,7 +16,8 @@ namespace orventa {
 
 struct FoundTarget {
   CaptureTarget target;
-  std::string name;             // the target's own name, "" for a display without one
+  std::string name;             // a window's; empty for a display
+  std::string display;          // a display's lasting name; empty for a window
   std::string description;      // for people: title, or display name and size
   std::string path;             // the program file; empty when unknown
   size_t list_index = 0;        // place in the game list; a lower one wins
@@ -25,13 +26,19 @@ struct FoundTarget {
   SettingOverrides settings;    // in force while this target is captured
 
   bool IsWindow() const { return target.kind == CaptureTarget::Kind::Window; }
+  // What tells one target's footage from the next one's.
+  const std::string& Identity() const { return name.empty() ? display : name; }
 };
+
+// What a new game list brought. Another policy changes no entry's place and no
+// target's settings, so that the target in use is only looked for again.
+enum class WishesChange { None, Policy, List };
 
 class ITargetFinder {
  public:
   virtual ~ITargetFinder() = default;
-  // What to look for from now on; whether that is another list than before. Any thread.
-  virtual bool SetGameList(const GameList& list, const FindPolicy& policy) = 0;
+  // What to look for from now on. Any thread.
+  virtual WishesChange SetGameList(const GameList& list, const FindPolicy& policy) = 0;
   // NoTarget when nothing on the list is open. `current_window` is the window
   // captured now, or 0: it keeps its claim while it is in the background.
   virtual Status Find(uint64_t current_window, FoundTarget& out) = 0;
@@ -43,7 +50,7 @@ class IWindowWatch {
  public:
   virtual ~IWindowWatch() = default;
   virtual bool IsHiddenOrMinimised(uint64_t window) = 0;
-  // Whether the window or its root owner is in the foreground.
+  // Whether it is in the foreground, or what is there belongs to it.
   virtual bool IsForeground(uint64_t window) = 0;
   // Leaves `title` alone when the window has none. Reuses its memory.
   virtual void ReadTitle(uint64_t window, std::string& title) = 0;

@@ -2,13 +2,15 @@
 // memory. The display server is a separate process that may hang or die: every
 // wait for it is bounded, and its end is an error of the capture, never of ours.
 //   x11_connection  one connection: bounded waits, extensions, pixel formats
+//   edid            what a monitor says of itself
+//   programs        which program file a process runs, Windows programs too
 //   x11_displays    the displays, from RandR
-//   x11_windows     top-level windows, their titles, states and programs
+//   x11_windows     top-level windows, their titles and states
+//   x11_desktop     IDesktopRows and IWindowWatch out of the four above
 //   x11_sources     where a display's or a window's pixels lie at the moment
 //   x11_pictures    fetching pixels into shared memory
 //   x11_cursor      drawing the pointer into a picture
-//   x11_capture     IVideoCapture out of the four above
-//   x11_targets     ITargetFinder and IWindowWatch
+//   x11_capture     IVideoCapture out of these three
 //   x11_graphics    IGraphics
 // Made by the service's main; a clock must outlive everything made with it.
 #pragma once
@@ -17,6 +19,7 @@
 #include <string>
 
 #include "base/clock.h"
+#include "games/targets/desktop.h"
 #include "video/engine_platform.h"
 #include "video/targets.h"
 
@@ -24,11 +27,10 @@ namespace orventa {
 
 std::unique_ptr<IGraphics> MakeLinuxGraphics(IClock& clock);
 
-class IDesktopTargets : public ITargetFinder, public IWindowWatch {};
+class IDesktopView : public IDesktopRows, public IWindowWatch {};
 
-// Chooses the topmost window whose title contains `window_text` in any case, or
-// the main display when the text is empty. Works on the display that the
-// DISPLAY variable names, and connects anew after that server was gone.
-std::unique_ptr<IDesktopTargets> MakeLinuxTargets(IClock& clock, std::string window_text);
+// The windows and displays of the display that the DISPLAY variable names. Connects
+// anew after that server was gone. `known_games` must outlive it.
+std::unique_ptr<IDesktopView> MakeLinuxDesktopView(IClock& clock, IKnownGames& known_games);
 
 }  // namespace orventa

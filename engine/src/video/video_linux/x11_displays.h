@@ -13,6 +13,11 @@ namespace orventa {
 struct X11Display {
   uint64_t handle = 0;  // its name as the server numbers it; 0: the whole root window
   std::string name;     // "HDMI-1"; empty for the whole root window
+  // The monitor itself, wherever it is plugged in: "GSM-5B09-00021C4A". One without a
+  // serial number is told from its twins by the output, one that says nothing of
+  // itself is only the output's name.
+  std::string stable_id;
+  std::string friendly_name;  // "LG ULTRAGEAR"; may be empty
   int16_t x = 0;
   int16_t y = 0;
   uint16_t width = 0;
