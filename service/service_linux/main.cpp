@@ -6,11 +6,12 @@
 #include "base/clock.h"
 #include "base/instance.h"
 #include "encoders/lavc/lavc.h"
+#include "games/targets/known_games.h"
 #include "service/channel/channel.h"
-#include "service/run_options.h"
 #include "service/service.h"
 #include "service/service_linux/linux_platform.h"
 #include "video/engine.h"
+#include "video/game_finder.h"
 #include "video/video_linux/video_linux.h"
 
 int main(int argument_count, char** argument_values) {
@@ -24,15 +25,17 @@ int main(int argument_count, char** argument_values) {
   LinuxDesktop desktop(*clock);
 
   // What the engine stands on; made when it is.
+  const std::unique_ptr<IKnownGames> known_games = MakeKnownGames(*clock, folders);
   std::unique_ptr<IGraphics> graphics;
-  std::unique_ptr<IDesktopTargets> targets;
-  const auto make_engine = [&](const Config& config, std::unique_ptr<ReplayEngine>& engine) {
-    RunOptions options;
-    if (Status status = ReadRunOptions(arguments, options); !status.ok()) return status;
+  std::unique_ptr<IDesktopView> view;
+  std::unique_ptr<GameFinder> finder;
+  const auto make_engine = [&](const Config& config, const GameList& game_list,
+                               std::unique_ptr<ReplayEngine>& engine) {
     graphics = MakeLinuxGraphics(*clock);
-    targets = MakeLinuxTargets(*clock, options.window_title);
-    engine = MakeEngine(EnginePlatform{*clock, *graphics, *targets, *targets, backends}, folders,
-                        config);
+    view = MakeLinuxDesktopView(*clock, *known_games);
+    finder = std::make_unique<GameFinder>(*view);
+    engine = MakeEngine(EnginePlatform{*clock, *graphics, *finder, *view, backends}, folders,
+                        config, game_list);
     return Status::Ok();
   };
 

@@ -125,6 +125,52 @@ TEST(EngineTargets, ABetterPlaceOnTheListWinsWithinTwoSeconds) {
   EXPECT_EQ(rig.backend.opened, 2);
 }
 
+TEST(EngineTargets, ANewListBuildsAnewAndANewPolicyOnlyLooks) {
+  EngineRig rig;
+  rig.StartOnWindow(10 * kSec);
+  const auto apply = [&] {
+    ASSERT_TRUE(rig.engine->ApplySettings(rig.config, rig.list).ok());
+    rig.Run(kSec);
+  };
+  rig.config.capture.windowed_as_game = false;
+  apply();
+  EXPECT_EQ(rig.backend.opened, 1) << "still the right one";
+  rig.targets.found = FakeTargets::Window(8, "other");
+  rig.config.capture.windowed_as_game = true;
+  apply();
+  EXPECT_EQ(rig.Look().target_name, "other");
+  EXPECT_EQ(rig.backend.opened, 2);
+
+  rig.list.entries.emplace_back();
+  apply();
+  EXPECT_EQ(rig.backend.opened, 3);
+  apply();
+  EXPECT_EQ(rig.backend.opened, 3) << "nothing new";
+  EXPECT_NEAR(rig.Look().buffered_seconds, 14, 1.5);
+  EXPECT_EQ(rig.Look().history_resets, 0U);
+
+  rig.targets.found.reset();
+  rig.config.capture.windowed_as_game = false;
+  apply();
+  EXPECT_TRUE(rig.Look().no_target);
+}
+
+TEST(EngineTargets, AWindowKnownByItsTitleOnlyKeepsItsNameThroughARebuild) {
+  EngineRig rig;
+  FoundTarget game = FakeTargets::Window(7, "");
+  game.path.clear();
+  game.name = game.description = "Menu";
+  rig.targets.Show(game);
+  rig.Start();
+  rig.Run(5 * kSec);
+  rig.targets.found->name = rig.targets.found->description = "Level 1";
+  rig.engine->SetSessionOverrides({});
+  rig.Run(20 * kSec);
+  EXPECT_EQ(rig.backend.opened, 2);
+  EXPECT_EQ(rig.Look().target_name, "Menu");
+  EXPECT_NEAR(rig.Look().buffered_seconds, 25, 1.5) << "the same game";
+}
+
 TEST(EngineTargets, AGamesOwnReplayLengthOutlivesIt) {
   EngineRig rig;
   FoundTarget game = FakeTargets::Window(7, "game");

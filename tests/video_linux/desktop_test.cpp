@@ -125,10 +125,13 @@ class ManagedDesktop : public Desktop {
   static constexpr uint32_t kAdd = 1;
 
   void SetUp() override {
+    // It overlooks what happens while it starts: only an answer shows that it is there.
+    const xcb_window_t probe = painter_.MakeWindow({0, 0, 9, 9}, 0);
     ASSERT_TRUE(Until([&] {
-      EXPECT_TRUE(view_->TakeSnapshot(desktop_).ok());
-      return painter_.HasProperty(painter_.root(), "_NET_SUPPORTING_WM_CHECK");
+      painter_.AskManager(probe, "_NET_REQUEST_FRAME_EXTENTS", {});
+      return painter_.HasProperty(probe, "_NET_FRAME_EXTENTS");
     })) << "openbox did not start";
+    painter_.Destroy(probe);
   }
   void ChangeState(xcb_window_t window, uint32_t how, const char* state, const char* second = "") {
     painter_.AskManager(window, "_NET_WM_STATE",
