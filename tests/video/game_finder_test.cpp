@@ -68,7 +68,7 @@ TEST_F(Finder, TellsDisplaysApart) {
   rows_.desktop.displays = {{1, "DP-1", "GSM-1", "", 640, 480, false},
                             {2, "DP-2", "", "", 1280, 720, true}};
   const FoundTarget main = Found(ParseGameList("desktop\n"));
-  EXPECT_EQ(main.target, (CaptureTarget{.monitor = 2}));
+  EXPECT_EQ(main.target, CaptureTarget{});
   EXPECT_EQ(main.Identity(), "DP-2");
   EXPECT_EQ(main.name, "");
   const FoundTarget second = Found(ParseGameList("desktop:gsm-1\n"));

@@ -9,10 +9,10 @@
 namespace orventa {
 namespace {
 
-template <typename Row>
-const Row* FindRow(const std::vector<Row>& rows, uint64_t Row::*handle, uint64_t wanted) {
+template <typename Row, typename Value>
+const Row* FindRow(const std::vector<Row>& rows, Value Row::*member, Value wanted) {
   const auto row = std::find_if(rows.begin(), rows.end(),
-                                [&](const Row& each) { return each.*handle == wanted; });
+                                [&](const Row& each) { return each.*member == wanted; });
   return row == rows.end() ? nullptr : &*row;
 }
 
@@ -35,12 +35,13 @@ void FillTarget(const CaptureTargetEntry& entry, const DesktopSnapshot& desktop,
     if (window != nullptr) out.path = window->exe_path;
     return;
   }
-  out.target = {.kind = source.kind == CaptureSource::Kind::Monitor
-                            ? CaptureTarget::Kind::Monitor
-                            : CaptureTarget::Kind::PrimaryMonitor,
+  // The main display has no handle: it may be another one by the next question.
+  const bool main = source.kind == CaptureSource::Kind::MainDisplay;
+  out.target = {.kind = main ? CaptureTarget::Kind::PrimaryMonitor : CaptureTarget::Kind::Monitor,
                 .monitor = source.handle};
   const DisplayInfo* const display =
-      FindRow(desktop.displays, &DisplayInfo::monitor, source.handle);
+      main ? FindRow(desktop.displays, &DisplayInfo::primary, true)
+           : FindRow(desktop.displays, &DisplayInfo::monitor, source.handle);
   if (display != nullptr) {
     out.display = display->stable_id.empty() ? display->device_name : display->stable_id;
   }
