@@ -106,9 +106,55 @@ class Desktop:
         self._processes.append(process)
         return process
 
-    def start_game(self, *arguments, fps=60, title="ORVENTA demo game", size=None):
-        return self.start("orventa-demo-game", "--size", size or self.size, "--fps", str(fps),
+    def start_manager(self):
+        """A window manager; returns once it does what it is asked."""
+        self.start("/usr/bin/openbox")
+
+        def answers():
+            # It starts with four desktops and overlooks what is asked too early.
+            self._xdotool("set_num_desktops", "1")
+            return self._xdotool("get_num_desktops") == "1"
+        wait_for("the window manager", answers)
+
+    def _xdotool(self, *arguments):
+        return subprocess.run(["xdotool", *arguments], env=self.env, capture_output=True,
+                              text=True, timeout=30, check=False).stdout.strip()
+
+    def window_of(self, title):
+        """The number of the window with this title, for minimise() and bring_up()."""
+        return wait_for(f"the window {title}", lambda: self._xdotool(
+            "search", "--onlyvisible", "--name", f"^{title}$")).split()[0]
+
+    def minimise(self, window):
+        self._xdotool("windowminimize", window)
+
+    def bring_up(self, window):
+        self._xdotool("windowactivate", window)
+
+    def in_front(self):
+        return self._xdotool("getactivewindow")
+
+    def start_game(self, *arguments, fps=60, title="ORVENTA demo game", size=None,
+                   program="orventa-demo-game"):
+        return self.start(program, "--size", size or self.size, "--fps", str(fps),
                           "--title", title, *arguments)
+
+    def install_game(self, name, known=False):
+        """The demo game as a program of that name, in a folder of its own. Known: with a
+        file beside it by which games are told."""
+        folder = os.path.join(self.folder, "games", name)
+        os.makedirs(folder)
+        if known:
+            with open(os.path.join(folder, "libsteam_api.so"), "wb"):
+                pass
+        return shutil.copy(os.path.join(self.bin, "orventa-demo-game"),
+                           os.path.join(folder, name))
+
+    def write_game_list(self, *lines):
+        folder = os.path.dirname(self.log_path)
+        os.makedirs(folder, exist_ok=True)
+        with open(os.path.join(folder, "gamelist.ini"), "w", encoding="utf-8") as file:
+            file.write("".join(line + "\n" for line in lines))
 
     def start_service(self, *arguments, settings=None, env=None):
         sets = []

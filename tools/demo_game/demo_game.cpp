@@ -35,6 +35,7 @@ constexpr char kUsage[] =
     "  --size WxH      the window's size (1280x720)\n"
     "  --fps N         frames a second, 1 to 1000 (60)\n"
     "  --title TEXT    the window's title (ORVENTA demo game)\n"
+    "  --full-screen   ask the window manager for the whole screen\n"
     "  --seconds N     end by itself after this time\n"
     "  --flash-ms N    from one flash to the next, 400 to 60000 (1000)\n"
     "  --tell-flashes  print each flash's frame number and how many microseconds late\n"
@@ -51,6 +52,7 @@ struct Options {
   std::optional<uint64_t> seconds;
   uint64_t flash_ms = 1000;
   bool tell_flashes = false;
+  bool full_screen = false;
   bool help = false;
 };
 
@@ -76,6 +78,10 @@ Options ReadOptions(int argc, char** argv) {
     }
     if (name == "--tell-flashes") {
       options.tell_flashes = true;
+      continue;
+    }
+    if (name == "--full-screen") {
+      options.full_screen = true;
       continue;
     }
     const std::string_view value = i + 1 < argc ? argv[i + 1] : "";
@@ -114,7 +120,7 @@ struct Canvas {
 // The window and two canvases: one is drawn while the server shows the other.
 class GameWindow {
  public:
-  GameWindow(PictureSize size, const std::string& title);
+  GameWindow(PictureSize size, const std::string& title, bool full_screen);
   ~GameWindow();
   GameWindow(const GameWindow&) = delete;
   GameWindow& operator=(const GameWindow&) = delete;
@@ -129,6 +135,7 @@ class GameWindow {
   void MakeWindow(const std::string& title);
   void SetText(const char* property, const char* type, std::string_view text);
   void FixSize();
+  void AskForFullScreen();
   void MakeCanvas(Canvas& canvas);
   void OnEvent(const xcb_generic_event_t& event);
   xcb_atom_t Atom(const char* name);
@@ -145,7 +152,7 @@ class GameWindow {
   bool open_ = true;
 };
 
-GameWindow::GameWindow(PictureSize size, const std::string& title)
+GameWindow::GameWindow(PictureSize size, const std::string& title, bool full_screen)
     : size_(size), connection_(xcb_connect(nullptr, nullptr)) {
   ThrowIfBroken();
   screen_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
@@ -156,6 +163,7 @@ GameWindow::GameWindow(PictureSize size, const std::string& title)
   }
   completion_event_ = static_cast<uint8_t>(shm->first_event + XCB_SHM_COMPLETION);
   MakeWindow(title);
+  if (full_screen) AskForFullScreen();
   for (Canvas& canvas : canvases_) MakeCanvas(canvas);
   xcb_map_window(connection_, window_);
   xcb_flush(connection_);
@@ -207,6 +215,13 @@ void GameWindow::FixSize() {
   xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, XCB_ATOM_WM_NORMAL_HINTS,
                       XCB_ATOM_WM_SIZE_HINTS, 32, static_cast<uint32_t>(hints.size()),
                       hints.data());
+}
+
+// Before the window is mapped: from then on the state is the manager's to write.
+void GameWindow::AskForFullScreen() {
+  const xcb_atom_t state = Atom("_NET_WM_STATE_FULLSCREEN");
+  xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window_, Atom("_NET_WM_STATE"),
+                      XCB_ATOM_ATOM, 32, 1, &state);
 }
 
 void GameWindow::MakeCanvas(Canvas& canvas) {
@@ -309,7 +324,7 @@ class Flashes {
 void Play(const Options& options) {
   const std::unique_ptr<IClock> clock = MakeSystemClock();
   const auto resolution = clock->RaiseTimerResolution();
-  GameWindow window(options.size, options.title);
+  GameWindow window(options.size, options.title, options.full_screen);
   const Scene scene(options.size.width, options.size.height);
   const Flashes flashes(options);
   Beeper beeper(*clock, "orventa-demo-game");
