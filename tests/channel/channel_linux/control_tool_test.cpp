@@ -88,7 +88,7 @@ TEST_F(ControlTool, SendsAFileAsTheBody) {
 TEST_F(ControlTool, ExplainsItselfAndRefusesWhatItDoesNotKnow) {
   Serve("OK");
   EXPECT_EQ(Run({"--help"}), 0);
-  EXPECT_NE(out.str().find("usage: orventactl VERB"), std::string::npos);
+  EXPECT_NE(out.str().find("usage: orventactl WORD"), std::string::npos);
   const std::vector<std::string> wrong[] = {
       {}, {""}, {"--verbose"}, {"SAVE", "--body"}, {"SAVE", "two\nlines"}};
   for (const auto& arguments : wrong) EXPECT_EQ(Run(arguments), 1);
