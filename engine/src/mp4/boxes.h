@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string_view>
 
 #include "mp4/box_io.h"
 
@@ -23,8 +24,18 @@ inline constexpr BoxUuid kInputsUuid = {'O', 'R', 'V', 'E', 'N', 'T', 'A', 0,
 inline constexpr BoxUuid kCaptionsUuid = {'O', 'R', 'V', 'E', 'N', 'T', 'A', 0,
                                           'C', 'A', 'P', 'T', 'N', 'S', 0,   1};
 
-// The byte after the type of every `uuid` box of ours.
+// What a recording can be finished by when it was cut off; it is no part of a
+// finished file.
+inline constexpr BoxUuid kRecoveryUuid = {'O', 'R', 'V', 'E', 'N', 'T', 'A', '!',
+                                          'm', 'p', '4', 'r', 'e', 'c', 'v', '1'};
+
+// The byte after the type of every `uuid` box of ours in a `moov`.
 inline constexpr uint8_t kUuidVersion = 1;
+
+// The handlers of the tracks in use. A voice track is told by its name alone.
+inline constexpr uint32_t kVideoHandler = FourCc("vide");
+inline constexpr uint32_t kSoundHandler = FourCc("soun");
+inline constexpr std::string_view kVoiceName = "ORVENTA Voice";
 
 inline constexpr std::array<uint32_t, 9> kUnityMatrix = {0x00010000, 0, 0, 0,         0x00010000,
                                                          0,          0, 0, 0x40000000};

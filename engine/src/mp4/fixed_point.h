@@ -1,4 +1,4 @@
-// Numbers of our boxes as whole numbers. No float makes them overflow: what is
+// Numbers of our boxes as whole numbers, and back. No float makes them overflow: what is
 // below the range, or no number, becomes 0, what is above it the range's end.
 #pragma once
 
@@ -26,6 +26,19 @@ constexpr uint32_t TenThousandthNits(float nits) {
   if (!(nits > 0)) return 0;
   const float scaled = nits * 10'000.0f;
   return scaled < 4'294'967'296.0f ? static_cast<uint32_t>(scaled) : UINT32_MAX;
+}
+
+// The way back. What lies above the range becomes its end.
+constexpr float FractionOf(uint32_t value, uint32_t parts) {
+  return value < parts ? static_cast<float>(static_cast<double>(value) / parts) : 1.0f;
+}
+
+constexpr float OfMillionths(uint32_t value) {
+  return FractionOf(value, 1'000'000);
+}
+
+constexpr float OfTenThousandths(uint32_t value) {
+  return static_cast<float>(value / 10'000.0);
 }
 
 }  // namespace orventa

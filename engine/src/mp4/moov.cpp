@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::string_view kVideoName = "VideoHandler";
 constexpr std::string_view kSoundName = "SoundHandler";
-constexpr std::string_view kVoiceName = "ORVENTA Voice";
 constexpr std::string_view kWebcamName = "Webcam";
 
 // In the movie's timescale.
@@ -53,7 +52,7 @@ TrackForm PictureForm(const Mp4VideoTrack& track, const VideoConfiguration& conf
   form.header.width = track.width << 16;
   form.header.height = track.height << 16;
   form.table = &table;
-  form.handler = FourCc("vide");
+  form.handler = kVideoHandler;
   form.video = &track;
   form.configuration = &configuration;
   return form;
@@ -75,7 +74,7 @@ TrackForm SoundForm(const SoundEntry& entry, uint32_t track_id) {
   form.header.alternate_group = 1;
   form.header.volume = 0x0100;
   form.table = entry.table;
-  form.handler = FourCc("soun");
+  form.handler = kSoundHandler;
   form.name = entry.track->voice ? kVoiceName : kSoundName;
   form.has_edits = entry.cut != 0 || entry.delay_ns != 0;
   form.cut = entry.cut;

@@ -53,7 +53,6 @@ void WriteHdrBoxes(ByteWriter& out, const Mp4VideoTrack& track) {
 }
 
 void WriteEsds(ByteWriter& out, const Mp4AudioTrack& track) {
-  enum Tag : uint8_t { kEs = 3, kDecoderConfig = 4, kSpecificInfo = 5, kSlConfig = 6 };
   constexpr size_t kDescriptorHeaderBytes = 2;
   // Nominal; players take the real rate from the samples.
   constexpr uint32_t kBitRate = 160000;
@@ -61,25 +60,25 @@ void WriteEsds(ByteWriter& out, const Mp4AudioTrack& track) {
   const size_t sl_config_bytes = 1;
   const size_t es_bytes =
       3 + kDescriptorHeaderBytes + decoder_config_bytes + kDescriptorHeaderBytes + sl_config_bytes;
-  const auto descriptor = [&out](Tag tag, size_t bytes) {
-    out.U8(tag);
+  const auto descriptor = [&out](EsTag tag, size_t bytes) {
+    out.U8(static_cast<uint8_t>(tag));
     out.U8(static_cast<uint32_t>(bytes));
   };
 
   BoxScope box(out, FourCc("esds"));
   out.U32(0);
-  descriptor(kEs, es_bytes);
+  descriptor(EsTag::Es, es_bytes);
   out.U16(1);  // ES id
   out.U8(0);
-  descriptor(kDecoderConfig, decoder_config_bytes);
-  out.U8(0x40);  // AAC
+  descriptor(EsTag::DecoderConfig, decoder_config_bytes);
+  out.U8(kAacObjectType);
   out.U8(0x15);  // audio stream
   out.U24(0);    // buffer size
   out.U32(kBitRate);
   out.U32(kBitRate);
-  descriptor(kSpecificInfo, track.config.size());
+  descriptor(EsTag::SpecificInfo, track.config.size());
   out.Bytes(track.config);
-  descriptor(kSlConfig, sl_config_bytes);
+  descriptor(EsTag::SlConfig, sl_config_bytes);
   out.U8(2);
 }
 

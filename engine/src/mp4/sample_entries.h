@@ -2,11 +2,22 @@
 // Used by BuildMoov. Any thread.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 #include "base/bytes.h"
 #include "mp4/configuration.h"
 #include "mp4/movie.h"
 
 namespace orventa {
+
+// Bytes of an entry's own fields, before its child boxes.
+inline constexpr size_t kVideoEntryBytes = 78;
+inline constexpr size_t kSoundEntryBytes = 28;
+
+// The descriptors in an esds.
+enum class EsTag : uint8_t { Es = 3, DecoderConfig = 4, SpecificInfo = 5, SlConfig = 6 };
+inline constexpr uint8_t kAacObjectType = 0x40;
 
 // avc1, hvc1 or av01, with its configuration, colour and HDR boxes.
 void WriteVideoSampleEntry(ByteWriter& out, const Mp4VideoTrack& track,
