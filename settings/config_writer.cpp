@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <unordered_map>
 
 #include "base/text.h"
@@ -27,11 +28,19 @@ void AppendLine(std::string& text, std::string_view key, std::string_view value)
   text += '\n';
 }
 
+// Broken into lines at spaces.
 void AppendComment(std::string& text, std::string_view comment) {
-  for (const std::string_view line : Split(comment, '\n')) {
+  constexpr size_t kColumns = 98;
+  while (!comment.empty()) {
+    size_t end = comment.size();
+    if (end > kColumns) {
+      end = comment.rfind(' ', kColumns);
+      if (end == std::string_view::npos) end = std::min(comment.find(' '), comment.size());
+    }
     text += "# ";
-    text += line;
+    text += comment.substr(0, end);
     text += '\n';
+    comment.remove_prefix(std::min(end + 1, comment.size()));
   }
 }
 
