@@ -6,8 +6,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/clock.h"
@@ -47,10 +49,9 @@ DesktopSnapshot CrowdedDesktop() {
 GameList LongList() {
   std::string text;
   for (size_t i = 0; i + 1 < kEntries; ++i) {
-    constexpr const char* kForms[] = {"window:The Report of Game %zu\n", "exact:Editor Game %zu\n",
-                                      "path:/home/user/.steam/steamapps/common/Game %zu/game\n",
-                                      "window:Quarterly Game %zu\n"};
-    text += Format(kForms[i % 4], i);
+    constexpr std::string_view kForms[] = {"window:The Report of", "exact:Editor",
+                                           "path:/home/user/games", "window:Quarterly"};
+    text.append(kForms[i % std::size(kForms)]).append(Format(" Game %zu\n", i));
   }
   text += "any-game\n";
   for (size_t i = 0; i < 5; ++i) text += Format("except window:Chat %zu\n", i);
