@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "base/bytes.h"
+
 namespace orventa {
 namespace {
 
@@ -101,6 +103,15 @@ SampleLayout MeasureSample(std::span<const uint8_t> packet, Mp4Codec codec) {
     layout.size += kUnitLengthBytes + unit.size();
   }
   return layout;
+}
+
+void AppendSample(std::span<const uint8_t> packet, Mp4Codec codec, std::vector<uint8_t>& out) {
+  ByteWriter writer(out);
+  SampleUnits units(packet, codec);
+  for (std::span<const uint8_t> unit; units.Next(unit);) {
+    writer.U32(static_cast<uint32_t>(unit.size()));
+    writer.Bytes(unit);
+  }
 }
 
 }  // namespace orventa

@@ -1,10 +1,11 @@
 // Annex B byte streams (units between start codes), as encoders give them, and
-// their length-prefixed form, as MP4 holds them. Any thread; no allocation.
+// their length-prefixed form, as MP4 holds them. Any thread.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "mp4/movie.h"
 
@@ -57,5 +58,7 @@ struct SampleLayout {
   size_t first_unit = 0;  // where the first kept unit begins in the packet
 };
 SampleLayout MeasureSample(std::span<const uint8_t> packet, Mp4Codec codec);
+// Appends that form of it.
+void AppendSample(std::span<const uint8_t> packet, Mp4Codec codec, std::vector<uint8_t>& out);
 
 }  // namespace orventa

@@ -41,6 +41,13 @@ class BoxScope {
   size_t start_;
 };
 
+// The header of a box whose size takes 64 bits, whatever it is.
+inline void WriteLargeBoxHeader(ByteWriter& out, uint32_t type, uint64_t size) {
+  out.U32(1);
+  out.U32(type);
+  out.U64(size);
+}
+
 // Writes the fields that a description names.
 class FieldWriter {
  public:

@@ -57,13 +57,4 @@ bool BufferedFile::WriteOut(std::span<const uint8_t> bytes) {
   return error_.ok();
 }
 
-Status DriveFullFailure() {
-  return {StatusCode::DriveFull, "the drive is full"};
-}
-
-Status WriteFailure(const FileResult& result) {
-  if (result.error == FileError::DriveFull) return DriveFullFailure();
-  return {StatusCode::DriverError, "write error"};
-}
-
 }  // namespace orventa

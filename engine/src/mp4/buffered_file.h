@@ -10,7 +10,6 @@
 #include <string_view>
 
 #include "base/files.h"
-#include "base/status.h"
 
 namespace orventa {
 
@@ -38,9 +37,5 @@ class BufferedFile {
   size_t gathered_ = 0;
   FileResult error_;
 };
-
-// What a failed write is called towards callers of this folder.
-Status WriteFailure(const FileResult& result);
-Status DriveFullFailure();
 
 }  // namespace orventa

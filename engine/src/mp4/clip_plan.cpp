@@ -5,14 +5,12 @@
 #include "base/clock.h"
 #include "base/rescale.h"
 #include "mp4/annexb.h"
+#include "mp4/failures.h"
 #include "mp4/sample_entries.h"
 
 namespace orventa {
 namespace {
 
-constexpr uint32_t kDefaultFps = 60;
-constexpr uint32_t kDefaultWebcamFps = 30;
-constexpr uint64_t kAacFrameSamples = 1024;
 constexpr uint64_t kWebcamBudgetShare = 8;
 
 Status Refuse(const char* why) {
@@ -104,7 +102,7 @@ Status PlanVideo(const Mp4Movie& movie, PlannedTrack& out) {
   const Mp4VideoTrack& track = movie.video;
   PictureWalk walk(track, movie.packets, movie.read_budget, out);
   if (!walk.Walk(0, FramePeriodNs(track.fps_num, track.fps_den, kDefaultFps))) {
-    return Refuse("video with reordered frames (dts != pts) is not supported");
+    return ReorderedFailure();
   }
   return out.table.empty() ? Refuse("no decodable video samples") : Status::Ok();
 }

@@ -7,6 +7,7 @@
 #include "mp4/box_io.h"
 #include "mp4/buffered_file.h"
 #include "mp4/clip_plan.h"
+#include "mp4/failures.h"
 #include "mp4/moov.h"
 #include "mp4/mp4.h"
 
@@ -33,9 +34,7 @@ class ClipFile {
   ClipFile& operator=(const ClipFile&) = delete;
 
   Status Create() {
-    if (!out_.Create(path_).ok()) {
-      return {StatusCode::InvalidArgument, "cannot open '" + path_ + "'"};
-    }
+    if (!out_.Create(path_).ok()) return OpenFailure(path_);
     created_ = true;
     return Status::Ok();
   }
@@ -96,7 +95,9 @@ MoovParts PartsOf(const Mp4Movie& movie, ClipPlan& plan) {
 ClipLayout LayOut(const Mp4Movie& movie, ClipPlan& plan) {
   ClipLayout layout;
   std::vector<uint8_t> moov;
-  if (!BuildMoov(PartsOf(movie, plan), moov).has_webcam) plan.webcam.reset();
+  const MoovParts parts = PartsOf(movie, plan);
+  const MoovResult built = BuildMoov(parts, moov);
+  if (!built.has_webcam) plan.webcam.reset();
   layout.order = WriteOrder(plan);
 
   BuildFtyp(plan.configuration.sample_entry, layout.head);
@@ -107,15 +108,11 @@ ClipLayout LayOut(const Mp4Movie& movie, ClipPlan& plan) {
     chunk.offset = media_start + layout.media_bytes;
     layout.media_bytes += table.ChunkBytes(chunk);
   }
-  plan.video.table.PatchOffsets(moov);
-  for (const PlannedSound& sound : plan.sound) sound.track.table.PatchOffsets(moov);
-  if (plan.webcam) plan.webcam->track.table.PatchOffsets(moov);
+  PatchChunkOffsets(parts, built, moov);
 
   ByteWriter head(layout.head);
   head.Bytes(moov);
-  head.U32(1);  // the size follows as 64 bits
-  head.U32(FourCc("mdat"));
-  head.U64(layout.media_bytes + kLargeBoxHeaderBytes);
+  WriteLargeBoxHeader(head, FourCc("mdat"), layout.media_bytes + kLargeBoxHeaderBytes);
   return layout;
 }
 
@@ -192,7 +189,7 @@ Status WriteMp4(std::string_view path, const Mp4Movie& movie) {
   try {
     return WriteClip(path, movie);
   } catch (const std::bad_alloc&) {
-    return {StatusCode::OutOfMemory, "out of memory"};
+    return OutOfMemoryFailure();
   }
 }
 

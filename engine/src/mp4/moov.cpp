@@ -225,18 +225,11 @@ class MoovBuilder {
   void WriteTimeToSample(const TrackTable& table) {
     BoxScope stts(out_, FourCc("stts"));
     out_.U32(0);
-    const size_t count_position = out_.position();
-    out_.U32(0);
-    uint32_t runs = 0;
-    const auto& durations = table.durations;
-    for (size_t i = 0; i < durations.size(); ++runs) {
-      size_t end = i + 1;
-      while (end < durations.size() && durations[end] == durations[i]) ++end;
-      out_.U32(static_cast<uint32_t>(end - i));
-      out_.U32(durations[i]);
-      i = end;
+    out_.U32(static_cast<uint32_t>(table.durations.size()));
+    for (const DurationRun& run : table.durations) {
+      out_.U32(run.samples);
+      out_.U32(run.duration);
     }
-    out_.PatchU32(count_position, runs);
   }
 
   void WriteSyncSamples(const TrackTable& table) {
@@ -329,6 +322,13 @@ MoovResult BuildMoov(const MoovParts& parts, std::vector<uint8_t>& out) {
   }
   MoovBuilder(out, std::move(tracks)).Write(parts, user_data);
   return result;
+}
+
+void PatchChunkOffsets(const MoovParts& parts, const MoovResult& built,
+                       std::vector<uint8_t>& moov) {
+  parts.video_table->PatchOffsets(moov);
+  for (const SoundEntry& entry : parts.sound) entry.table->PatchOffsets(moov);
+  if (built.has_webcam) parts.webcam->table->PatchOffsets(moov);
 }
 
 void BuildFtyp(uint32_t video_sample_entry, std::vector<uint8_t>& out) {

@@ -1,6 +1,6 @@
 // The one routine that writes a `moov`: for finished clips, for both ends of a
 // recording and for its repair. The caller fills a TrackTable a track, calls
-// BuildMoov, works out where the chunks lie, and patches the offsets. Any thread.
+// BuildMoov, works out where the chunks lie, and has the offsets patched. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -61,6 +61,9 @@ struct MoovResult {
 // Appends the `moov` to `out` and leaves in every chunk of the tables in use
 // where its co64 entry lies in `out`.
 MoovResult BuildMoov(const MoovParts& parts, std::vector<uint8_t>& out);
+
+// Writes the offsets of all chunks that got into `moov`, where BuildMoov put it.
+void PatchChunkOffsets(const MoovParts& parts, const MoovResult& built, std::vector<uint8_t>& moov);
 
 // Appends the `ftyp` that goes before it.
 void BuildFtyp(uint32_t video_sample_entry, std::vector<uint8_t>& out);

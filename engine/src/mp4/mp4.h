@@ -1,9 +1,12 @@
-// MP4 files of this system: clips written in one go. All integers in boxes are
-// big-endian; docs/mp4.md shows the layout.
+// MP4 files of this system: clips written in one go, and recordings that survive a
+// crash. All integers in boxes are big-endian; docs/mp4.md shows the layout.
 //
 //   movie.h           what goes into a clip
 //   clip_plan.h       which packets become samples, and when each track starts
 //   clip_writer.cpp   WriteMp4: the plan, the layout, the file
+//   mp4_writer.h      Mp4Writer: recordings, fragment by fragment
+//   fragment.h        moof; recovery_block.h: what a repair must know;
+//                     recording_layout.h: the end of a recording's file
 //   moov.h            BuildMoov, the one routine that writes an index
 //   track_table.h     the sample tables of a track while its file is made
 //   sample_entries.h  stsd entries; user_data.h: udta

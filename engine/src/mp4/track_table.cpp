@@ -16,12 +16,14 @@ constexpr uint64_t kTimescaleLimit = 298262;
 
 void TrackTable::Reserve(size_t samples) {
   sizes.reserve(samples);
-  durations.reserve(samples);
 }
 
 void TrackTable::AddSample(uint32_t size, uint32_t sample_duration, bool sync) {
   sizes.push_back(size);
-  durations.push_back(sample_duration);
+  if (durations.empty() || durations.back().duration != sample_duration) {
+    durations.push_back({0, sample_duration});
+  }
+  ++durations.back().samples;
   duration += sample_duration;
   if (sync) sync_samples.push_back(static_cast<uint32_t>(sizes.size()));
 }
@@ -30,15 +32,19 @@ void TrackTable::CutIntoChunks() {
   chunks.clear();
   TrackChunk chunk;
   uint64_t ticks = 0;
-  for (size_t i = 0; i < durations.size(); ++i) {
-    ++chunk.samples;
-    ticks += durations[i];
-    if (ticks < timescale && i + 1 < durations.size()) continue;
+  const auto close = [&] {
     chunks.push_back(chunk);
-    chunk = {};
-    chunk.first_sample = i + 1;
+    chunk = {0, chunk.first_sample + chunk.samples};
     ticks = 0;
+  };
+  for (const DurationRun& run : durations) {
+    for (uint32_t i = 0; i < run.samples; ++i) {
+      ++chunk.samples;
+      ticks += run.duration;
+      if (ticks >= timescale) close();
+    }
   }
+  if (chunk.samples > 0) close();
 }
 
 void TrackTable::AddChunk(uint32_t samples, uint64_t offset) {

@@ -13,6 +13,18 @@ namespace orventa {
 // The timescale of the movie itself.
 inline constexpr uint32_t kMovieTimescale = 90000;
 
+// Rates to go by when a track names none.
+inline constexpr uint32_t kDefaultFps = 60;
+inline constexpr uint32_t kDefaultWebcamFps = 30;
+// Every sound sample is one AAC frame.
+inline constexpr uint32_t kAacFrameSamples = 1024;
+
+// Samples in a row that last equally long.
+struct DurationRun {
+  uint32_t samples = 0;
+  uint32_t duration = 0;
+};
+
 struct TrackChunk {
   uint32_t samples = 0;
   uint64_t first_sample = 0;  // 0-based
@@ -25,7 +37,8 @@ struct TrackTable {
   uint32_t timescale = kMovieTimescale;
   uint64_t duration = 0;  // sum of all sample durations
   std::vector<uint32_t> sizes;
-  std::vector<uint32_t> durations;
+  // In runs, as the file has them: a steady frame rate of many hours is one.
+  std::vector<DurationRun> durations;
   std::vector<uint32_t> sync_samples;  // 1-based; empty: every sample is one
   std::vector<TrackChunk> chunks;
 
