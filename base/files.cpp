@@ -64,12 +64,15 @@ FileResult ReadWholeFile(std::string_view path, uint64_t max_bytes, std::string&
   return {};
 }
 
-FileResult WriteFileAtomically(std::string_view path, std::string_view text, KeepBackup backup) {
+FileResult WriteFileAtomically(std::string_view path, std::string_view text, KeepBackup backup,
+                               AtomicWriteStep* failed_at) {
   const std::string temporary = std::string(path) + ".tmp";
   const std::string previous = std::string(path) + ".new";
 
+  if (failed_at != nullptr) *failed_at = AtomicWriteStep::Write;
   FileResult result = WriteAndCommit(temporary, text);
   if (!result.ok()) return result;
+  if (failed_at != nullptr) *failed_at = AtomicWriteStep::Replace;
   file_rules::CopyAccess(path, temporary);
 
   const bool has_previous = backup == KeepBackup::Yes && CopyForBackup(path, previous);

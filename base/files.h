@@ -84,10 +84,12 @@ class InputFile {
 FileResult ReadWholeFile(std::string_view path, uint64_t max_bytes, std::string& out);
 
 enum class KeepBackup { No, Yes };
+enum class AtomicWriteStep { Write, Replace };
 // Writes `<path>.tmp`, commits it and renames it over `path`, so that a reader
 // or a power cut finds the old file or the new one. With a backup the previous
-// file stays as `<path>.bak`.
-FileResult WriteFileAtomically(std::string_view path, std::string_view text, KeepBackup backup);
+// file stays as `<path>.bak`. `failed_at`, if given, tells what could not be done.
+FileResult WriteFileAtomically(std::string_view path, std::string_view text, KeepBackup backup,
+                               AtomicWriteStep* failed_at = nullptr);
 
 // Renames over an existing file in one step. InUse: Windows does not let go of a
 // target that somebody has open, and half a second of trying did not help.

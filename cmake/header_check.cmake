@@ -2,7 +2,7 @@
 # of the other platform are left out. A target of the test builds.
 function(orventa_check_headers)
   file(GLOB_RECURSE headers RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS
-    base/*.h engine/*.h games/*.h settings/*.h service/*.h)
+    base/*.h engine/*.h games/*.h settings/*.h library/*.h service/*.h)
   if(ORVENTA_PLATFORM STREQUAL win)
     list(FILTER headers EXCLUDE REGEX "_linux/|/lavc/")
   else()

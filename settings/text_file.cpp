@@ -8,10 +8,6 @@ namespace {
 constexpr uint32_t kRetries = 50;
 constexpr uint64_t kRetryNs = 10 * kNsPerMs;
 
-// A hundred times what the longest of these files comes to. What is longer is not
-// one of them, and reading it would hold up the start.
-constexpr uint64_t kMaxBytes = 4 * 1024 * 1024;
-
 // Around one attempt at reading and around a whole write, which is what this lock
 // is for: within the process nobody meets the moment of replacement. It is a leaf.
 Mutex& FileLock() {
@@ -21,20 +17,21 @@ Mutex& FileLock() {
 
 enum class Attempt { Read, Absent, TooLong, Failed };
 
-Attempt ReadOnce(const std::string& path, std::string& text) {
+Attempt ReadOnce(const std::string& path, uint64_t max_bytes, std::string& text) {
   const MutexLock lock(FileLock());
-  const FileResult result = ReadWholeFile(path, kMaxBytes, text);
+  const FileResult result = ReadWholeFile(path, max_bytes, text);
   if (result.ok()) return Attempt::Read;
   if (result.error == FileError::NotFound) return Attempt::Absent;
   return result.system_code == 0 ? Attempt::TooLong : Attempt::Failed;
 }
 
 // Another program may hold the file for the moment in which it writes it.
-Attempt ReadPatiently(IClock& clock, const std::string& path, std::string& text) {
-  Attempt attempt = ReadOnce(path, text);
+Attempt ReadPatiently(IClock& clock, const std::string& path, uint64_t max_bytes,
+                      std::string& text) {
+  Attempt attempt = ReadOnce(path, max_bytes, text);
   for (uint32_t i = 0; i < kRetries && attempt == Attempt::Failed; ++i) {
     clock.SleepUntil(clock.SteadyNs() + kRetryNs);
-    attempt = ReadOnce(path, text);
+    attempt = ReadOnce(path, max_bytes, text);
   }
   return attempt;
 }
@@ -46,15 +43,16 @@ bool IsSound(Attempt attempt, const std::string& text) {
 
 }  // namespace
 
-Status ReadSettingsText(IClock& clock, const std::string& path, SettingsTextFile& out) {
+Status ReadSettingsText(IClock& clock, const std::string& path, SettingsTextFile& out,
+                        uint64_t max_bytes) {
   out = {};
   std::string text;
-  const Attempt attempt = ReadPatiently(clock, path, text);
+  const Attempt attempt = ReadPatiently(clock, path, max_bytes, text);
   if (attempt == Attempt::Failed) return {StatusCode::InvalidArgument, "cannot read " + path};
   if (attempt == Attempt::Absent) return Status::Ok();
 
   if (!IsSound(attempt, text)) {
-    out.from_backup = IsSound(ReadPatiently(clock, path + ".bak", text), text);
+    out.from_backup = IsSound(ReadPatiently(clock, path + ".bak", max_bytes, text), text);
     out.unusable = !out.from_backup;
   }
   out.existed = !out.unusable;

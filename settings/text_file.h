@@ -3,6 +3,7 @@
 // reader from the moment of replacement. Any thread; may wait half a second.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -18,8 +19,12 @@ struct SettingsTextFile {
   bool from_backup = false;  // a file with a zero byte in it was replaced by its ".bak"
   bool unusable = false;     // damaged, and the backup no better
 };
-// A file that is not there is no failure.
-Status ReadSettingsText(IClock& clock, const std::string& path, SettingsTextFile& out);
+// A hundred times what the longest settings file comes to. What is longer is not one,
+// and reading it would hold up the start.
+inline constexpr uint64_t kMaxSettingsTextBytes = 4 * 1024 * 1024;
+// A file that is not there is no failure; one above `max_bytes` is unusable.
+Status ReadSettingsText(IClock& clock, const std::string& path, SettingsTextFile& out,
+                        uint64_t max_bytes = kMaxSettingsTextBytes);
 
 Status WriteSettingsText(const std::string& path, std::string_view text, KeepBackup backup);
 
