@@ -4,7 +4,6 @@
 //   lavc_backend.cpp  what there is on this machine
 //   lavc_options.cpp  our settings in each library's own words
 //   lavc_encoder.cpp  one encoder at work
-//   bitstream.cpp     the little that is changed in headers and packets
 //   planes.cpp        separate chroma planes, for libraries that want them
 #pragma once
 

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "base/text.h"
-#include "encoders/lavc/bitstream.h"
+#include "encoders/bitstream.h"
 #include "encoders/lavc/planes.h"
 #include "media/memory_picture.h"
 

@@ -8,6 +8,7 @@
 
 #include "base/log.h"
 #include "base/text.h"
+#include "encoders/nvenc_presets.h"
 
 namespace orventa {
 namespace {
@@ -40,21 +41,11 @@ Presets NumberPresets() {
                             {"6", "rarely fast enough beside a game"}});
 }
 
-Presets NvencPresets(Codec codec) {
-  return Named(codec, {{"p1", "fastest"},
-                       {"p2", "faster"},
-                       {"p3", "fast"},
-                       {"p4", "medium"},
-                       {"p5", "slow, good quality"},
-                       {"p6", "slower, better quality"},
-                       {"p7", "slowest, best quality"}});
-}
-
 // The fastest software presets are the default: they run on the processor that
 // the game needs.
 std::string DefaultPreset(LavcKind kind, Codec codec) {
   switch (kind) {
-    case LavcKind::Nvenc: return "p4";
+    case LavcKind::Nvenc: return kDefaultNvencPreset;
     case LavcKind::VaApi: return {};
     case LavcKind::Software: return codec == Codec::Av1 ? "10" : "ultrafast";
   }

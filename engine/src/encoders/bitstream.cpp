@@ -1,4 +1,4 @@
-#include "encoders/lavc/bitstream.h"
+#include "encoders/bitstream.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-// The little that is changed in what libavcodec gives out, so that it suits MP4:
+// The little that is changed in what encoders give out, so that it suits MP4:
 // headers reduced to parameter sets or to one sequence header OBU, and AV1
 // packets without temporal delimiters. Pure functions, any thread.
 #pragma once
