@@ -8,6 +8,7 @@
 #pragma once
 
 #include "encoders/encoder.h"
+#include "media/media_win/adapter_facts.h"
 
 namespace orventa {
 
@@ -15,9 +16,11 @@ class NvencApi;
 
 class NvencBackend final : public IEncoderBackend {
  public:
-  // Called at each use; the library that it gives lives for the whole process.
+  // Both are called at each use. The library that is given lives for the whole process.
   using Library = const NvencApi& (*)();
-  explicit NvencBackend(Library library) : library_(library) {}
+  using FindAdapter = AdapterFacts (*)(const GraphicsDevice&);
+  NvencBackend(Library library, FindAdapter find_adapter)
+      : library_(library), find_adapter_(find_adapter) {}
 
   std::string_view Name() const override { return "NVENC"; }
   std::string LoadMessage() const override;
@@ -29,10 +32,11 @@ class NvencBackend final : public IEncoderBackend {
                 std::unique_ptr<IVideoEncoder>& encoder) override;
 
  private:
-  const Library library_;
-};
+  // The adapter of the device, once both it and the library are there.
+  Status Find(const GraphicsDevice& device, AdapterFacts& adapter) const;
 
-// The one on the driver's own library.
-IEncoderBackend& TheNvencBackend();
+  const Library library_;
+  const FindAdapter find_adapter_;
+};
 
 }  // namespace orventa

@@ -3,7 +3,6 @@
 #include "encoders/nvenc/nvenc_config.h"
 #include "encoders/nvenc/nvenc_encoder.h"
 #include "encoders/nvenc_presets.h"
-#include "media/media_win/d3d11.h"
 
 namespace orventa {
 namespace {
@@ -11,14 +10,6 @@ namespace {
 using namespace nvenc;
 
 constexpr uint32_t kNvidia = 0x10DE;
-
-// The device behind the opaque one, if it has one.
-const D3d11Device* DeviceOf(const GraphicsDevice& device) {
-  const auto* d3d11 = dynamic_cast<const D3d11Device*>(&device);
-  return d3d11 != nullptr && d3d11->device() != nullptr ? d3d11 : nullptr;
-}
-
-constexpr char kNoDevice[] = "null D3D11 device";
 
 Status ReadCaps(const NvencSession& session, Codec codec, CodecCaps& caps) {
   const auto ask = [&](uint32_t what, int& value) {
@@ -54,21 +45,25 @@ std::string NvencBackend::LoadMessage() const {
   return library_().failure().message();
 }
 
+Status NvencBackend::Find(const GraphicsDevice& device, AdapterFacts& adapter) const {
+  adapter = find_adapter_(device);
+  if (!adapter.device) return {StatusCode::InvalidArgument, "null D3D11 device"};
+  return library_().failure();
+}
+
 bool NvencBackend::Supports(const GraphicsDevice& device) {
-  const D3d11Device* d3d11 = DeviceOf(device);
-  return d3d11 != nullptr && d3d11->adapter().vendor_id == kNvidia && library_().loaded();
+  AdapterFacts adapter;
+  return Find(device, adapter).ok() && adapter.vendor_id == kNvidia;
 }
 
 Status NvencBackend::Probe(GraphicsDevice& device, EncoderCaps& caps) {
   caps = {};
   caps.name = std::string(Name());
   caps.device_name = device.AdapterName();
-  const D3d11Device* d3d11 = DeviceOf(device);
-  if (d3d11 == nullptr) return {StatusCode::InvalidArgument, kNoDevice};
-  if (!library_().loaded()) return library_().failure();
-
+  AdapterFacts adapter;
+  if (Status status = Find(device, adapter); !status.ok()) return status;
   NvencSession session(library_());
-  Status status = session.Open(*d3d11->device(), "nvEncOpenEncodeSessionEx(probe)");
+  Status status = session.Open(*adapter.device.Get(), "nvEncOpenEncodeSessionEx(probe)");
   std::vector<Codec> codecs;
   if (status.ok()) status = session.ListCodecs(codecs);
   for (const Codec codec : codecs) {
@@ -94,20 +89,14 @@ std::vector<EncoderPreset> NvencBackend::Presets() const {
 Status NvencBackend::Create(GraphicsDevice& device, const EncoderSettings& settings,
                             std::unique_ptr<IVideoEncoder>& encoder) {
   encoder.reset();
-  const D3d11Device* d3d11 = DeviceOf(device);
-  if (d3d11 == nullptr) return {StatusCode::InvalidArgument, kNoDevice};
-  if (!library_().loaded()) return library_().failure();
+  AdapterFacts adapter;
+  if (Status status = Find(device, adapter); !status.ok()) return status;
   EncoderSettings effective;
   if (Status status = NvencSettings(settings, effective); !status.ok()) return status;
-  auto made = std::make_unique<NvencEncoder>(library_(), *d3d11, std::move(effective));
+  auto made = std::make_unique<NvencEncoder>(library_(), adapter, std::move(effective));
   if (Status status = made->Open(); !status.ok()) return status;
   encoder = std::move(made);
   return Status::Ok();
-}
-
-IEncoderBackend& TheNvencBackend() {
-  static NvencBackend backend(NvencApi::OfDriver);
-  return backend;
 }
 
 }  // namespace orventa

@@ -33,9 +33,9 @@ bool IsOrphan(IUnknown& object) {
 
 }  // namespace
 
-NvencEncoder::NvencEncoder(const NvencApi& api, const D3d11Device& device, EncoderSettings settings)
-    : device_(device.device()),
-      driver_version_(device.adapter().driver_version),
+NvencEncoder::NvencEncoder(const NvencApi& api, const AdapterFacts& adapter,
+                           EncoderSettings settings)
+    : adapter_(adapter),
       settings_(std::move(settings)),
       session_(api),
       mastering_(NvencMasteringDisplay(settings_)),
@@ -50,13 +50,11 @@ NvencEncoder::~NvencEncoder() {
   for (const Slot& slot : slots_) {
     session_.Tidy("nvEncDestroyBitstreamBuffer", &List::nvEncDestroyBitstreamBuffer, slot.buffer);
   }
-  for (const auto& [texture, resource] : resources_) {
-    session_.Tidy("nvEncUnregisterResource", &List::nvEncUnregisterResource, resource.registered);
-  }
+  for (const auto& [texture, resource] : resources_) Unregister(resource);
 }
 
 Status NvencEncoder::Open() {
-  Status status = session_.Open(*device_.Get(), "nvEncOpenEncodeSessionEx");
+  Status status = session_.Open(*adapter_.device.Get(), "nvEncOpenEncodeSessionEx");
   if (status.ok()) status = CheckCodec();
   if (status.ok()) status = Initialise();
   if (status.ok()) status = MakeBuffers();
@@ -83,7 +81,7 @@ Status NvencEncoder::Initialise() {
   if (!status.ok()) return status;
   NV_ENC_CONFIG& config = preset.presetCfg;
   FillNvencConfig(settings_, config);
-  NV_ENC_INITIALIZE_PARAMS params = NvencInitParams(settings_, driver_version_, config);
+  NV_ENC_INITIALIZE_PARAMS params = NvencInitParams(settings_, adapter_.driver_version, config);
   return session_.Try("nvEncInitializeEncoder", &List::nvEncInitializeEncoder, &params);
 }
 
@@ -104,8 +102,7 @@ Status NvencEncoder::Submit(const EncoderFrame& frame) {
   const D3d11Picture* picture = nullptr;
   if (Status status = Check(frame, picture); !status.ok()) return status;
   Resource* resource = nullptr;
-  if (Status status = Register(*picture, resource); !status.ok()) return status;
-  if (Status status = Hold(*resource); !status.ok()) return status;
+  if (Status status = Hold(*picture, resource); !status.ok()) return status;
 
   Slot& slot = SlotOf(submitted_);
   const NVENCSTATUS result = Encode(frame, *resource, slot.buffer);
@@ -124,7 +121,7 @@ Status NvencEncoder::Submit(const EncoderFrame& frame) {
 Status NvencEncoder::Check(const EncoderFrame& frame, const D3d11Picture*& picture) const {
   if (!session_) return {StatusCode::DriverError, "encoder not initialised"};
   if (flushing_) return {StatusCode::InvalidArgument, "Submit after Flush"};
-  picture = dynamic_cast<const D3d11Picture*>(frame.picture.get());
+  picture = frame.picture ? D3d11Picture::From(*frame.picture) : nullptr;
   if (picture == nullptr || picture->texture() == nullptr) {
     return {StatusCode::InvalidArgument, "null input texture"};
   }
@@ -140,26 +137,58 @@ Status NvencEncoder::Check(const EncoderFrame& frame, const D3d11Picture*& pictu
   return Status::Ok();
 }
 
-Status NvencEncoder::Register(const D3d11Picture& picture, Resource*& resource) {
-  ID3D11Texture2D* const texture = picture.texture();
-  if (const auto found = resources_.find(texture); found != resources_.end()) {
-    resource = &found->second;
-    return Status::Ok();
+Status NvencEncoder::Hold(const D3d11Picture& picture, Resource*& held) {
+  const Key key = {picture.texture(), picture.sub_resource()};
+  auto found = resources_.find(key);
+  if (found == resources_.end()) {
+    ForgetOrphans();
+    Resource resource;
+    if (Status status = Register(picture, resource); !status.ok()) return status;
+    found = resources_.emplace(key, std::move(resource)).first;
   }
-  ForgetOrphans();
+  held = &found->second;
+  if (held->uses == 0) {
+    if (Status status = Map(*held); !status.ok()) {
+      Unregister(*held);
+      resources_.erase(found);
+      return status;
+    }
+  }
+  ++held->uses;
+  return Status::Ok();
+}
+
+void NvencEncoder::LetGo(Resource& resource) {
+  if (--resource.uses > 0) return;
+  session_.Tidy("nvEncUnmapInputResource", &List::nvEncUnmapInputResource, resource.mapped);
+}
+
+Status NvencEncoder::Register(const D3d11Picture& picture, Resource& resource) const {
   NV_ENC_REGISTER_RESOURCE params{};
   params.resourceType = NV_ENC_INPUT_RESOURCE_TYPE_DIRECTX;
   params.width = picture.width();
   params.height = picture.height();
-  params.resourceToRegister = texture;
+  params.subResourceIndex = picture.sub_resource();
+  params.resourceToRegister = picture.texture();
   params.bufferFormat = NvencBufferFormat(settings_);
   params.bufferUsage = NV_ENC_INPUT_IMAGE;
   Status status = session_.Try("nvEncRegisterResource", &List::nvEncRegisterResource, &params);
-  if (!status.ok()) return status;
-  resource = &resources_[texture];
-  resource->texture = texture;
-  resource->registered = params.registeredResource;
-  return Status::Ok();
+  resource.texture = picture.texture();
+  resource.registered = params.registeredResource;
+  return status;
+}
+
+Status NvencEncoder::Map(Resource& resource) const {
+  NV_ENC_MAP_INPUT_RESOURCE params{};
+  params.registeredResource = resource.registered;
+  Status status = session_.Try("nvEncMapInputResource", &List::nvEncMapInputResource, &params);
+  resource.mapped = params.mappedResource;
+  resource.mapped_format = params.mappedBufferFmt;
+  return status;
+}
+
+void NvencEncoder::Unregister(const Resource& resource) const {
+  session_.Tidy("nvEncUnregisterResource", &List::nvEncUnregisterResource, resource.registered);
 }
 
 // Textures of a pool that is gone would otherwise stay in the card's memory.
@@ -167,31 +196,9 @@ void NvencEncoder::ForgetOrphans() {
   std::erase_if(resources_, [this](const auto& row) {
     const Resource& resource = row.second;
     if (resource.uses > 0 || !IsOrphan(*resource.texture.Get())) return false;
-    session_.Tidy("nvEncUnregisterResource", &List::nvEncUnregisterResource, resource.registered);
+    Unregister(resource);
     return true;
   });
-}
-
-Status NvencEncoder::Hold(Resource& resource) {
-  if (resource.uses == 0) {
-    NV_ENC_MAP_INPUT_RESOURCE params{};
-    params.registeredResource = resource.registered;
-    Status status = session_.Try("nvEncMapInputResource", &List::nvEncMapInputResource, &params);
-    if (!status.ok()) {
-      session_.Tidy("nvEncUnregisterResource", &List::nvEncUnregisterResource, resource.registered);
-      resources_.erase(resource.texture.Get());
-      return status;
-    }
-    resource.mapped = params.mappedResource;
-    resource.mapped_format = params.mappedBufferFmt;
-  }
-  ++resource.uses;
-  return Status::Ok();
-}
-
-void NvencEncoder::LetGo(Resource& resource) {
-  if (--resource.uses > 0) return;
-  session_.Tidy("nvEncUnmapInputResource", &List::nvEncUnmapInputResource, resource.mapped);
 }
 
 NVENCSTATUS NvencEncoder::Encode(const EncoderFrame& frame, const Resource& resource,

@@ -12,14 +12,15 @@
 
 #include "encoders/encoder.h"
 #include "encoders/nvenc/nvenc_api.h"
-#include "media/media_win/d3d11.h"
+#include "media/media_win/adapter_facts.h"
+#include "media/media_win/d3d11_picture.h"
 
 namespace orventa {
 
 class NvencEncoder final : public IVideoEncoder {
  public:
   // `settings` as NvencSettings gives them.
-  NvencEncoder(const NvencApi& api, const D3d11Device& device, EncoderSettings settings);
+  NvencEncoder(const NvencApi& api, const AdapterFacts& adapter, EncoderSettings settings);
   ~NvencEncoder() override;
 
   // Once, before anything else.
@@ -34,6 +35,7 @@ class NvencEncoder final : public IVideoEncoder {
   bool SlimPool() const override { return true; }
 
  private:
+  using Key = std::pair<ID3D11Texture2D*, uint32_t>;  // and the part of it
   // A texture that the driver knows.
   struct Resource {
     Microsoft::WRL::ComPtr<ID3D11Texture2D> texture;
@@ -53,25 +55,25 @@ class NvencEncoder final : public IVideoEncoder {
   Status Initialise();
   Status MakeBuffers();
   Status Check(const EncoderFrame& frame, const D3d11Picture*& picture) const;
-  // Finds the picture's texture among those registered, or registers it.
-  Status Register(const D3d11Picture& picture, Resource*& resource);
-  void ForgetOrphans();
-  // One use of the texture more, and one less.
-  Status Hold(Resource& resource);
+  // One use of the picture's texture more, and one less.
+  Status Hold(const D3d11Picture& picture, Resource*& held);
   void LetGo(Resource& resource);
+  Status Register(const D3d11Picture& picture, Resource& resource) const;
+  Status Map(Resource& resource) const;
+  void Unregister(const Resource& resource) const;
+  void ForgetOrphans();
   nvenc::NVENCSTATUS Encode(const EncoderFrame& frame, const Resource& resource,
                             nvenc::NV_ENC_OUTPUT_PTR buffer);
   Status TakePacket(nvenc::NV_ENC_OUTPUT_PTR buffer, EncodedPacket& packet) const;
   Slot& SlotOf(uint64_t number) { return slots_[number % slots_.size()]; }
 
-  const Microsoft::WRL::ComPtr<ID3D11Device> device_;  // outlives the session
-  const uint64_t driver_version_;
+  const AdapterFacts adapter_;  // its device outlives the session
   const EncoderSettings settings_;
   NvencSession session_;
 
   nvenc::MASTERING_DISPLAY_INFO mastering_{};
   nvenc::CONTENT_LIGHT_LEVEL light_level_{};
-  std::map<ID3D11Texture2D*, Resource> resources_;
+  std::map<Key, Resource> resources_;
 
   // Picture n lies in slot n % size. collected_ <= ready_ <= submitted_; those from
   // ready_ on are still held back by the driver.
