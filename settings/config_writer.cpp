@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <unordered_map>
 
 #include "base/text.h"
@@ -28,19 +27,11 @@ void AppendLine(std::string& text, std::string_view key, std::string_view value)
   text += '\n';
 }
 
-// Broken into lines at spaces.
 void AppendComment(std::string& text, std::string_view comment) {
-  constexpr size_t kColumns = 98;
-  while (!comment.empty()) {
-    size_t end = comment.size();
-    if (end > kColumns) {
-      end = comment.rfind(' ', kColumns);
-      if (end == std::string_view::npos) end = std::min(comment.find(' '), comment.size());
-    }
+  for (const std::string_view line : Split(comment, '\n')) {
     text += "# ";
-    text += comment.substr(0, end);
+    text += line;
     text += '\n';
-    comment.remove_prefix(std::min(end + 1, comment.size()));
   }
 }
 

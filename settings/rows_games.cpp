@@ -46,12 +46,15 @@ void AppendReaders(Settings& rows) {
   };
   add("enabled", Bool(At<&C::game_events, &G::enabled>),
       "true listens to what Counter-Strike 2 reports of itself and marks it on the timeline. The "
-      "game sends this to your own computer only; nothing leaves it.");
+      "game\n"
+      "sends this to your own computer only; nothing leaves it.");
   add("port", Number(At<&C::game_events, &G::port>, Ignoring(1, 65535)),
       "The port on this computer that games report to, 1 to 65535. Change it only if another "
-      "program has it.");
+      "program\n"
+      "has it.");
   add("report_ms", Number(At<&C::game_events, &G::report_ms>, Ignoring(20, 5000)),
-      "How often a game may report, in milliseconds, 20 to 5000. It decides how late a mark lands: "
+      "How often a game may report, in milliseconds, 20 to 5000. It decides how late a mark "
+      "lands:\n"
       "at 500 a kill is marked visibly after it happened, and at 100 it is not.");
   add("league_enabled", Bool(At<&C::game_events, &G::league_enabled>),
       "true asks League of Legends what happens while it runs. Costs nothing while it does not.");
@@ -59,11 +62,14 @@ void AppendReaders(Settings& rows) {
       "How often League of Legends is asked, in milliseconds, 100 to 5000.");
   add("dota_enabled", Bool(At<&C::game_events, &G::dota_enabled>),
       "true listens to Dota 2, too. Steam has to start it with -gamestateintegration among the "
-      "game's launch options.");
+      "game's\n"
+      "launch options.");
   add("rocket_league_enabled", Bool(At<&C::game_events, &G::rocket_league_enabled>),
       "true has Rocket League open a socket that tells what happens, and reads it, from the next "
-      "start of the game on. Other computers in your network could reach that socket, too, so it "
-      "is off unless you want it.");
+      "start of\n"
+      "the game on. Other computers in your network could reach that socket, too, so it is off "
+      "unless you\n"
+      "want it.");
   add("rocket_league_port", Number(At<&C::game_events, &G::rocket_league_port>, Ignoring(1, 65535)),
       "The port on this computer where Rocket League tells them, 1 to 65535.");
   add("rocket_league_rate", Number(At<&C::game_events, &G::rocket_league_rate>, Ignoring(1, 120)),
@@ -72,7 +78,7 @@ void AppendReaders(Settings& rows) {
 
 void AppendMarks(Settings& rows) {
   std::string heading =
-      "Which events mark the timeline, true or false, a line each. A mark costs nothing. ";
+      "Which events mark the timeline, true or false, a line each. A mark costs nothing.\n";
   for (const GameEventRow& event : GameEventTable()) {
     std::string comment =
         heading + std::string(GameOf(event.id)) + ": " + std::string(event.label) + ".";
@@ -84,10 +90,11 @@ void AppendMarks(Settings& rows) {
 
 void AppendActions(Settings& rows) {
   std::string heading =
-      "What an event does besides marking the timeline: none, save_clip, save_replay, screenshot, "
-      "start_recording or stop_recording. It does so whether or not it marks. This is how a "
-      "recording can cover a match rather than a session: start_recording on match_start, "
-      "stop_recording on match_end. ";
+      "What an event does besides marking the timeline: none, save_clip, save_replay, screenshot,\n"
+      "start_recording or stop_recording. It does so whether or not it marks.\n"
+      "This is how a recording can cover a match rather than a session: start_recording on "
+      "match_start, "
+      "stop_recording on match_end.\n";
   for (const GameEventRow& event : GameEventTable()) {
     rows.push_back(
         {"game_event_actions", std::string(event.id), Action(event.id), Effect::None,

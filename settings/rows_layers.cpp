@@ -72,10 +72,12 @@ void AppendInputOverlay(Settings& rows) {
   };
   add("enabled", Bool(At<&C::input_overlay, &I::enabled>),
       "true keeps your key, mouse and controller presses with each clip, so that they can be shown "
-      "over it. They are sealed to your account on this computer.");
+      "over\n"
+      "it. They are sealed to your account on this computer.");
   add("look", Words(At<&C::input_overlay, &I::look>, {"ember", "outline", "held"}),
       "ember lets a pressed key glow and fade, outline draws borders only, held shows only the "
-      "keys that are down.");
+      "keys\n"
+      "that are down.");
   add("color", Colour(At<&C::input_overlay, &I::color>), "The colour of a pressed key as #RRGGBB.");
   add("background", Number(At<&C::input_overlay, &I::background>, Ignoring(0, 100)),
       "How solid the keys' background is, in percent: 0 is clear, 100 hides the game behind it.");
@@ -87,10 +89,12 @@ void AppendInputOverlay(Settings& rows) {
   add("keyboard",
       Words(At<&C::input_overlay, &I::keyboard>, {"wasd", "wasd_numbers", "60", "tkl", "full"}),
       "How much of the keyboard is shown: wasd, wasd_numbers, 60 percent, tkl (all but the number "
-      "pad) or full.");
+      "pad)\n"
+      "or full.");
   add("key_shape", Words(At<&C::input_overlay, &I::key_shape>, {"auto", "ansi", "iso"}),
       "The shape of Enter and left Shift: ansi as in the United States, iso as in Europe. auto "
-      "goes by your keyboard.");
+      "goes by\n"
+      "your keyboard.");
   add("mouse", Words(At<&C::input_overlay, &I::mouse>, {"none", "compact", "full"}),
       "The mouse beside the keys: none, compact (buttons only) or full.");
   add("controller", Words(At<&C::input_overlay, &I::controller>, {"auto", "xbox", "playstation"}),
@@ -124,10 +128,12 @@ void AppendCaptions(Settings& rows) {
   };
   add("enabled", Bool(At<&C::captions, &T::enabled>),
       "true writes what is said into exported videos. The words are found on this computer, which "
-      "takes a while per video and costs nothing while you play.");
+      "takes\n"
+      "a while per video and costs nothing while you play.");
   add("look", Words(At<&C::captions, &T::look>, {"highlight", "bar", "big", "plain"}),
       "highlight colours the word being said, bar puts a dark bar behind the line, big shows a few "
-      "large words, plain is white text.");
+      "large\n"
+      "words, plain is white text.");
   add("font", Words(At<&C::captions, &T::font>, {"auto", "inter", "segoe", "arial", "impact"}),
       "auto, inter, segoe, arial or impact. auto chooses what suits the look.");
   add("size", Words(At<&C::captions, &T::size>, kSizes),
@@ -155,11 +161,12 @@ void AppendCaptions(Settings& rows) {
       "bottom in a portrait video with a blurred background.");
   add("from", Words(At<&C::captions, &T::from>, {"voice", "mix"}),
       "voice listens to your microphone alone, which is recorded on a track of its own for that. "
-      "mix listens to everything, so that others are captioned, too, and mistakes are more "
-      "common.");
+      "mix\n"
+      "listens to everything, so that others are captioned, too, and mistakes are more common.");
   add("language", Language(At<&C::captions, &T::language>),
       "The language that is spoken, as a code of two or three letters such as en or de. auto "
-      "listens for it.");
+      "listens for\n"
+      "it.");
   add("english", Bool(At<&C::captions, &T::english>),
       "true writes the captions in English, whatever is spoken.");
   add("shown_on", Words(At<&C::captions, &T::shown_on>, kShownOn),
@@ -172,14 +179,15 @@ Settings LayerSettings() {
   Settings rows;
   AppendInputOverlay(rows);
   AppendCaptions(rows);
-  rows.push_back({"overlays", "order", LayerOrder(At<&C::overlays, &C::Overlays::order>),
-                  Effect::None,
-                  "What covers what where they meet, topmost first: captions, input_overlay and "
-                  "webcam, with commas between them."});
-  rows.push_back({"overlays", "place_per_game",
-                  Bool(At<&C::overlays, &C::Overlays::place_per_game>), Effect::None,
-                  "true remembers for every game where camera, keys and captions stand. false uses "
-                  "one place for all."});
+  rows.push_back(
+      {"overlays", "order", LayerOrder(At<&C::overlays, &C::Overlays::order>), Effect::None,
+       "What covers what where they meet, topmost first: captions, input_overlay and webcam, "
+       "with commas\nbetween them."});
+  rows.push_back(
+      {"overlays", "place_per_game", Bool(At<&C::overlays, &C::Overlays::place_per_game>),
+       Effect::None,
+       "true remembers for every game where camera, keys and captions stand. false uses one "
+       "place for all."});
   return rows;
 }
 

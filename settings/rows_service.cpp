@@ -18,8 +18,10 @@ void AppendHotkeys(Settings& rows) {
   };
   key("save_replay", At<&C::hotkeys, &H::save_replay>,
       "Saves the whole replay. A combination is written like Ctrl+Alt+F9: any of Ctrl, Alt, Shift "
-      "and Win, and one more key; several have commas between them. Empty leaves an action without "
-      "a key. All lines below are written so.");
+      "and Win,\n"
+      "and one more key; several have commas between them. Empty leaves an action without a key. "
+      "All lines\n"
+      "below are written so.");
   key("save_clip", At<&C::hotkeys, &H::save_clip>,
       "Saves the newest part of the replay, as long as service.save_seconds says.");
   key("toggle_recording", At<&C::hotkeys, &H::toggle_recording>, "Starts and ends a recording.");
@@ -45,15 +47,16 @@ void AppendHotkeys(Settings& rows) {
   add("microphone_step", Number(At<&C::hotkeys, &H::microphone_step>, Checked(1, 50)),
       "How much a press of microphone_louder or microphone_quieter changes, in percent, 1 to 50.");
   key("push_to_talk", At<&C::hotkeys, &H::push_to_talk>,
-      "The key that lets the microphone be heard while it is held. Counts only while "
+      "The key that lets the microphone be heard while it is held. Counts only while\n"
       "audio.push_to_talk is true; the game hears the key, too.");
   add("allow_duplicates", Bool(At<&C::hotkeys, &H::allow_duplicates>),
       "true lets two actions have the same combination, which then does both. false keeps it to "
       "one.");
   add("method", Words(At<&C::hotkeys, &H::method>, {"registerhotkey", "lowlevel", "both"}),
-      "How keys are heard: registerhotkey, lowlevel or both. The low-level hook is the default. It "
-      "hears nothing while a window run as administrator is in front, so ORVENTA also registers "
-      "the keys with RegisterHotKey while one is.");
+      "How keys are heard: registerhotkey, lowlevel or both.\n"
+      "The low-level hook is the default. It hears nothing while a window run as administrator is "
+      "in "
+      "front, so ORVENTA also registers the keys with RegisterHotKey while one is.");
 }
 
 Value ClipLength(Member<uint32_t> member) {
@@ -77,13 +80,15 @@ void AppendService(Settings& rows) {
       "The profile that this file is. ORVENTA writes this line; switch profiles in the app.");
   add("save_seconds", ClipLength(At<&C::service, &S::save_seconds>),
       "How many seconds the save_clip hotkey writes, during a recording as well. 0 writes the "
-      "whole replay, and anything longer than duration_seconds is cut down to it. The plain "
-      "save_replay hotkey always writes the whole replay.");
+      "whole "
+      "replay, and anything longer than duration_seconds is cut down to it. The plain save_replay "
+      "hotkey always writes the whole replay.");
   add("start_with_windows", Bool(At<&C::service, &S::start_with_windows>),
       "true starts ORVENTA when you sign in.");
   add("context_menu", Bool(At<&C::service, &S::context_menu>),
       "true adds Open in ORVENTA Player and Open in ORVENTA Editor to the right-click menu of .mp4 "
-      "files, false takes both out again.");
+      "files,\n"
+      "false takes both out again.");
   add("start_in_background", Bool(At<&C::service, &S::start_in_background>),
       "true starts without a window, with the icon by the clock only.");
   add("remember_pause", Bool(At<&C::service, &S::remember_pause>),

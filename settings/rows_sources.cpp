@@ -37,7 +37,7 @@ void AppendAudio(Settings& rows) {
       "original.");
   rows.back().value.stage = CheckStage::SoundRate;
   add("output_device", Text(At<&C::audio, &A::output_device>),
-      "The speakers or headphones whose sound is recorded, by the system's id. Empty follows the "
+      "The speakers or headphones whose sound is recorded, by the system's id. Empty follows the\n"
       "system's default device, also when it changes.");
   add("microphone", Bool(At<&C::audio, &A::microphone>), "true records your microphone, too.");
   add("microphone_device", Text(At<&C::audio, &A::microphone_device>),
@@ -56,16 +56,20 @@ void AppendAudio(Settings& rows) {
   add("microphone_threshold_db",
       Number(At<&C::audio, &A::microphone_threshold_db>, CheckedToEnd(-70, 0)),
       "How loud a sound must be to pass the gate, in decibels, -70 to 0. Nearer to 0 lets less "
-      "through; -40 suits a headset.");
+      "through;\n"
+      "-40 suits a headset.");
   add("capture_from_app", Bool(At<&C::audio, &A::capture_from_app>),
       "true records only what the game itself plays: no music, no voice chat. false records all "
-      "that the computer plays.");
+      "that\n"
+      "the computer plays.");
   add("apps", Text(At<&C::audio, &A::apps>),
       "Programs that are recorded beside the game while capture_from_app is true, as file names "
-      "with commas between them, such as Discord.exe,Spotify.exe.");
+      "with\n"
+      "commas between them, such as Discord.exe,Spotify.exe.");
   add("separate_tracks", Bool(At<&C::audio, &A::separate_tracks>),
       "true puts the microphone on a sound track of its own, so that an editor can treat it apart. "
-      "Most players play the first track only.");
+      "Most\n"
+      "players play the first track only.");
 }
 
 void AppendCapture(Settings& rows) {
@@ -73,20 +77,21 @@ void AppendCapture(Settings& rows) {
   rows.push_back({"capture", "capture_cursor", Bool(At<&C::capture, &P2::capture_cursor>),
                   Effect::Restart, "true records the mouse cursor with the picture."});
   // The next two only change which window is taken for a game.
-  rows.push_back(
-      {"capture", "maximized_as_game",
-       Words(At<&C::capture, &P2::maximized_as_game>, {"never", "primary", "any"}), Effect::None,
-       "Whether any-game on the game list takes a maximized window for a game: never, on the "
-       "primary display only, or on any display. never keeps browsers and players out."});
-  rows.push_back({"capture", "windowed_as_game", Bool(At<&C::capture, &P2::windowed_as_game>),
+  rows.push_back({"capture", "maximized_as_game",
+                  Words(At<&C::capture, &P2::maximized_as_game>, {"never", "primary", "any"}),
                   Effect::None,
-                  "true lets any-game on the game list take games that run in a window, when they "
-                  "are known to be games."});
-  rows.push_back({"capture", "dynamic_range",
-                  Words(At<&C::capture, &P2::dynamic_range>, {"auto", "sdr", "hdr"}),
-                  Effect::Restart,
-                  "Whether a game on an HDR display draws HDR: auto looks at its picture and "
-                  "decides. sdr or hdr says so for good, for games that auto gets wrong."});
+                  "Whether any-game on the game list takes a maximized window for a game: never, "
+                  "on the primary\n"
+                  "display only, or on any display. never keeps browsers and players out."});
+  rows.push_back(
+      {"capture", "windowed_as_game", Bool(At<&C::capture, &P2::windowed_as_game>), Effect::None,
+       "true lets any-game on the game list take games that run in a window, when they are "
+       "known to be games."});
+  rows.push_back(
+      {"capture", "dynamic_range",
+       Words(At<&C::capture, &P2::dynamic_range>, {"auto", "sdr", "hdr"}), Effect::Restart,
+       "Whether a game on an HDR display draws HDR: auto looks at its picture and decides. "
+       "sdr or hdr says so\nfor good, for games that auto gets wrong."});
 }
 
 void AppendPlaces(Settings& rows) {
@@ -97,12 +102,14 @@ void AppendPlaces(Settings& rows) {
   const std::string blurred = "a portrait video with a blurred background";
   add("corner", Words(At<&C::webcam, &W::place, &P::corner>, kCorners),
       "The corner that the camera is put into: top_left, top_right, bottom_left or bottom_right. x "
-      "and y go before it.");
+      "and\n"
+      "y go before it.");
   add("size_percent", Number(At<&C::webcam, &W::place, &P::size_percent>, Clamping(10, 50)),
       "How wide the camera's picture is, in percent of the video's width, 10 to 50.");
   add("x", ShareOrEmpty(At<&C::webcam, &W::place, &P::x>),
       "Where it stands from left to right, as a share of the free room: 0 left, 1 right. Empty "
-      "uses the corner.");
+      "uses the\n"
+      "corner.");
   add("y", ShareOrEmpty(At<&C::webcam, &W::place, &P::y>),
       "The same from top to bottom: 0 top, 1 bottom. Empty uses the corner.");
   add("portrait_corner", Words(At<&C::webcam, &W::portrait, &P::corner>, kCorners),
@@ -132,7 +139,8 @@ void AppendWebcam(Settings& rows) {
   };
   add("enabled", Bool(At<&C::webcam, &W::enabled>),
       "true records your camera beside the game, as a picture of its own that can be placed, "
-      "resized or left out later. It costs a second, small encoder.",
+      "resized or\n"
+      "left out later. It costs a second, small encoder.",
       Effect::Webcam);
   add("device", Text(At<&C::webcam, &W::device>),
       "The camera, by the system's name for it. Empty uses the first one.", Effect::Webcam);
@@ -148,7 +156,8 @@ void AppendWebcam(Settings& rows) {
       "true turns it upside down, for a camera that hangs.");
   add("crop", Shares(At<&C::webcam, &W::crop>),
       "The part of the camera's picture that is shown: left, top, width and height as shares of "
-      "it. 0,0,1,1 is all of it.");
+      "it.\n"
+      "0,0,1,1 is all of it.");
   add("shape", Words(At<&C::webcam, &W::shape>, {"rectangle", "rounded", "circle"}),
       "The outline of the camera's picture: rectangle, rounded or circle.");
   add("radius_percent", Number(At<&C::webcam, &W::radius_percent>, Clamping(0, 50)),

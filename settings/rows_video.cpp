@@ -68,50 +68,61 @@ void AppendVideo(Settings& rows, std::string section, Effect effect) {
     rows.push_back({section, std::move(key), std::move(value), effect, std::move(comment)});
   };
   add("codec", Words(At<kBlock, &V::codec>, {"h264", "hevc", "av1"}, {"h265", 1}),
-      "h264 plays everywhere. hevc and av1 look better at the same size, need a graphics card that "
+      "h264 plays everywhere. hevc and av1 look better at the same size, need a graphics card "
+      "that\n"
       "encodes them, and some editors and websites do not take them.");
   add("ten_bit", Bool(At<kBlock, &V::ten_bit>),
       "true records 10 instead of 8 bits a colour: no bands in dark skies and fog. Needs hevc or "
-      "av1 and a card that can; otherwise it is left at 8.");
+      "av1\n"
+      "and a card that can; otherwise it is left at 8.");
   add("hdr", Bool(At<kBlock, &V::hdr>),
       "true records HDR games as HDR10, which looks right on HDR displays only. false turns them "
-      "into an ordinary picture that looks right everywhere. Needs hevc or av1.");
+      "into an\n"
+      "ordinary picture that looks right everywhere. Needs hevc or av1.");
   add("bitrate_kbps",
       AndThen(Number(At<kBlock, &V::bitrate_kbps>, Checked(500, 500000)),
               // Whoever names a bitrate has chosen it.
               [](Config& config) { At<kBlock, &V::bitrate_auto>(config) = false; }),
-      "Kilobits a second, 500 to 500000. 40000 are about 300 megabytes a minute. Counts only while "
+      "Kilobits a second, 500 to 500000. 40000 are about 300 megabytes a minute. Counts only "
+      "while\n"
       "bitrate_auto is false; a file with this line and without that one has chosen its bitrate.");
   add("bitrate_auto", Bool(At<kBlock, &V::bitrate_auto>),
       "true works the bitrate out from resolution, frame rate and codec, and leaves bitrate_kbps "
       "alone.");
   add("max_bitrate_percent", Number(At<kBlock, &V::max_bitrate_percent>, Checked(100, 400)),
       "How far vbr may go above the bitrate in busy scenes, in percent of it, 100 to 400. cbr and "
-      "cqp do not look at it.");
+      "cqp\n"
+      "do not look at it.");
   add("rate_control", Words(At<kBlock, &V::rate_control>, {"cbr", "vbr", "cqp"}),
-      "vbr spends more on busy scenes and less on calm ones, the best use of the room. cbr always "
+      "vbr spends more on busy scenes and less on calm ones, the best use of the room. cbr always\n"
       "spends the same. cqp keeps the quality the same, whatever the size.");
   add("fps", Number(At<kBlock, &V::fps>, Checked(1, 480)),
       "Frames a second, 1 to 480. 60 is what most players and websites show; more costs the "
-      "graphics card and, at the same quality, room.");
+      "graphics\n"
+      "card and, at the same quality, room.");
   add("resolution", Resolution(At<kBlock, &V::resolution>),
       "native keeps the game's own size. A height in pixels from 360 to 4320, as 1080 or 1440, "
-      "scales to it and keeps the shape.");
+      "scales\n"
+      "to it and keeps the shape.");
   add("preset_h264", Text(At<kBlock, &V::preset_h264>),
       "How hard the encoder tries with h264, by the encoder's own name; only the line of the codec "
-      "in use counts. Empty is its default. NVIDIA's go from p1, fastest, to p7, best.");
+      "in\n"
+      "use counts. Empty is its default. NVIDIA's go from p1, fastest, to p7, best.");
   add("preset_hevc", Text(At<kBlock, &V::preset_hevc>), "The same with hevc.");
   add("preset_av1", Text(At<kBlock, &V::preset_av1>), "The same with av1.");
   add("keyframe_interval_seconds",
       Number(At<kBlock, &V::keyframe_interval_seconds>, Checked(1, 60)),
       "Clips can only start on a keyframe, so this is also the trim granularity: at 2, a \"30 "
-      "second\" clip is really 28-30 seconds.");
+      "second\" "
+      "clip is really 28-30 seconds.");
   add("adaptive_quantization", Bool(At<kBlock, &V::adaptive_quantization>),
       "true spends more on flat areas such as sky and smoke, where blocks show most. NVIDIA only; "
-      "it costs the card a little.");
+      "it\n"
+      "costs the card a little.");
   add("preset_name", Text(At<kBlock, &V::preset_name>),
       "The named preset that these settings came from; empty when they came from none. Presets lie "
-      "in presets.ini.");
+      "in\n"
+      "presets.ini.");
   rows.back().effect = Effect::None;
 }
 
@@ -122,31 +133,37 @@ Settings VideoSettings() {
   AppendVideo<&C::video>(rows, "video", Effect::Restart);
   rows.push_back({"video", "adapter", Text(At<&C::adapter>), Effect::Restart,
                   "The graphics card that captures and encodes, by its driver's name. Empty picks "
-                  "the best one; name another only if games run on that."});
+                  "the best one; name\n"
+                  "another only if games run on that."});
 
   rows.push_back({"recording", "use_video_settings", Bool(At<&C::recording_use_video_settings>),
                   Effect::None,
                   "true records with the settings of [video]; the ones below are kept for when it "
-                  "is false. false builds the picture anew when a recording starts, and with "
-                  "another codec, size or quality the replay loses what it held."});
+                  "is false. false\n"
+                  "builds the picture anew when a recording starts, and with another codec, size "
+                  "or quality the replay\n"
+                  "loses what it held."});
   // A recording takes its settings when it opens.
   AppendVideo<&C::recording>(rows, "recording", Effect::None);
 
   const auto replay = [&](std::string key, Value value, std::string comment) {
     rows.push_back({"replay", std::move(key), std::move(value), Effect::None, std::move(comment)});
   };
-  replay("duration_seconds", Number(At<&C::replay, &R::duration_seconds>, Checked(1, 3600)),
-         "How many seconds back the replay reaches, 1 to 3600. Every minute takes about 300 "
-         "megabytes at 40000 kilobits a second.");
+  replay(
+      "duration_seconds", Number(At<&C::replay, &R::duration_seconds>, Checked(1, 3600)),
+      "How many seconds back the replay reaches, 1 to 3600. Every minute takes about 300 megabytes "
+      "at 40000\nkilobits a second.");
   replay("max_memory_mb", MemoryLimit(At<&C::replay, &R::max_memory_mb>),
          "The most megabytes that the replay may take, 256 to 262144. Once it is full, the oldest "
-         "goes first, so the replay gets shorter than duration_seconds. Counts only while "
+         "goes "
+         "first, so\nthe replay gets shorter than duration_seconds. Counts only while "
          "max_memory_limited is true.");
   replay("max_memory_limited", Bool(At<&C::replay, &R::max_memory_limited>),
          "true holds the replay to max_memory_mb. false lets it take what duration_seconds needs.");
   replay("storage", Storage(At<&C::replay, &R::storage>),
          "memory keeps the replay in memory, which is fastest and wears nothing. disk keeps it in "
-         "files on the drive, for long replays on machines with little memory.");
+         "files "
+         "on the\ndrive, for long replays on machines with little memory.");
   return rows;
 }
 

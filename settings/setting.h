@@ -36,7 +36,7 @@ struct Setting {
   std::string key;
   Value value;
   Effect effect = Effect::None;
-  std::string comment;  // the writer breaks it; empty: what stands above covers this row too
+  std::string comment;  // lines; empty: what stands above covers this row too
 
   std::string Name() const { return section + "." + key; }
 };
