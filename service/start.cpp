@@ -9,7 +9,7 @@
 #include "base/text.h"
 #include "service/actions.h"
 #include "service/channels.h"
-#include "service/config_check.h"
+#include "service/command_words.h"
 #include "service/later.h"
 #include "service/service_state.h"
 #include "service/settings_changes.h"
@@ -164,7 +164,7 @@ void HoldFolders(ServiceState& state) {
 
 std::optional<int> BeginRun(Platform& platform, std::span<const std::string> arguments,
                             Beginning& beginning) {
-  if (const auto code = RunConfigCheck(platform, arguments)) return code;
+  if (const auto code = AnswerCommandWord(platform, arguments)) return code;
   if (const auto code = RunUninstaller(platform, arguments)) return code;
   if (const auto code = RunCrashGuard(platform, arguments)) return code;
   KeepCrashRehearsal(platform.process.TakeEnvironment("ORVENTA_TEST_CRASH"));
