@@ -35,7 +35,7 @@ struct [[nodiscard]] FileResult {
   std::string Text() const;
 };
 
-// A file being written, from its start. Other programs may read it meanwhile.
+// A file being written. Other programs may read it meanwhile.
 // Writes go straight to the system: the caller gathers small pieces.
 class OutputFile {
  public:
@@ -46,6 +46,8 @@ class OutputFile {
 
   // Creates the file or cuts an existing one to nothing.
   FileResult Create(std::string_view path);
+  // Opens an existing file to go on at its end.
+  FileResult Continue(std::string_view path);
   bool IsOpen() const;
   // All bytes or an error; after an error the file's end is undefined.
   FileResult Write(std::span<const uint8_t> bytes);
@@ -91,6 +93,8 @@ enum class AtomicWriteStep { Write, Replace };
 FileResult WriteFileAtomically(std::string_view path, std::string_view text, KeepBackup backup,
                                AtomicWriteStep* failed_at = nullptr);
 
+// Shortens a file that nobody writes to its first `bytes`.
+FileResult CutFile(std::string_view path, uint64_t bytes);
 // Renames over an existing file in one step. InUse: Windows does not let go of a
 // target that somebody has open, and half a second of trying did not help.
 FileResult MoveReplacing(std::string_view from, std::string_view to);

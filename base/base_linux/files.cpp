@@ -64,6 +64,30 @@ FileResult LockForWriting(int fd, int operation) {
   return errno == EWOULDBLOCK ? Failure(errno) : FileResult{};
 }
 
+// Opens a regular file that no other writer has. Nothing of it is changed before
+// its lock is held.
+FileResult OpenForWriting(std::string_view path, int more_flags, FileDescriptor& fd,
+                          uint64_t& bytes) {
+  fd = FileDescriptor(Uninterrupted([&] {
+    return open(std::string(path).c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | more_flags,
+                kFileMode);
+  }));
+  if (!fd.valid()) return Failure(errno);
+  const FileResult locked = LockForWriting(fd.get(), LOCK_EX);
+  if (!locked.ok()) return locked;
+  struct stat info {};
+  if (fstat(fd.get(), &info) != 0) return Failure(errno);
+  if (!S_ISREG(info.st_mode)) return Failure(EINVAL);
+  bytes = static_cast<uint64_t>(info.st_size);
+  return {};
+}
+
+FileResult Truncate(const FileDescriptor& fd, uint64_t bytes) {
+  if (!FitsOffset(bytes)) return Failure(EINVAL);
+  const int done = Uninterrupted([&] { return ftruncate(fd.get(), static_cast<off_t>(bytes)); });
+  return done == 0 ? FileResult{} : Failure(errno);
+}
+
 }  // namespace
 
 std::string FileResult::Text() const {
@@ -83,22 +107,23 @@ OutputFile& OutputFile::operator=(OutputFile&&) noexcept = default;
 
 FileResult OutputFile::Create(std::string_view path) {
   state_.reset();
-  const std::string name(path);
-  // Cut only once the lock is held: the file may be another writer's.
-  FileDescriptor fd(Uninterrupted([&] {
-    return open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kFileMode);
-  }));
-  if (!fd.valid()) return Failure(errno);
-  const FileResult locked = LockForWriting(fd.get(), LOCK_EX);
-  if (!locked.ok()) return locked;
+  FileDescriptor fd;
+  uint64_t bytes = 0;
+  FileResult result = OpenForWriting(path, O_CREAT, fd, bytes);
   // Only what is there: after any cut, even of nothing, ext4 starts to write the
   // whole file out inside close.
-  struct stat info {};
-  if (fstat(fd.get(), &info) != 0) return Failure(errno);
-  if (!S_ISREG(info.st_mode)) return Failure(EINVAL);
-  if (info.st_size != 0 && Uninterrupted([&] { return ftruncate(fd.get(), 0); }) != 0) {
-    return Failure(errno);
-  }
+  if (result.ok() && bytes != 0) result = Truncate(fd, 0);
+  if (result.ok()) state_ = std::make_unique<State>(State{std::move(fd)});
+  return result;
+}
+
+FileResult OutputFile::Continue(std::string_view path) {
+  state_.reset();
+  FileDescriptor fd;
+  uint64_t bytes = 0;
+  const FileResult result = OpenForWriting(path, 0, fd, bytes);
+  if (!result.ok()) return result;
+  if (lseek(fd.get(), 0, SEEK_END) < 0) return Failure(errno);
   state_ = std::make_unique<State>(State{std::move(fd)});
   return {};
 }
@@ -192,6 +217,14 @@ FileResult InputFile::ReadAt(uint64_t offset, std::span<uint8_t> into, size_t& r
 
 void InputFile::Close() {
   state_.reset();
+}
+
+FileResult CutFile(std::string_view path, uint64_t bytes) {
+  FileDescriptor fd;
+  uint64_t before = 0;
+  const FileResult result = OpenForWriting(path, 0, fd, before);
+  if (!result.ok()) return result;
+  return bytes <= before ? Truncate(fd, bytes) : Failure(EINVAL);
 }
 
 FileResult MoveReplacing(std::string_view from, std::string_view to) {

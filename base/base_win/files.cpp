@@ -76,6 +76,20 @@ FileResult WriteAllAt(HANDLE file, uint64_t offset, std::span<const uint8_t> byt
   return {};
 }
 
+FileResult OpenForWriting(std::string_view path, DWORD how, WinHandle& file) {
+  file = WinHandle(CreateFileW(SystemPath(path).c_str(), GENERIC_WRITE, kShareAll, nullptr, how,
+                               FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file.valid()) return LastFailure();
+  return GetFileType(file.get()) == FILE_TYPE_DISK ? FileResult{} : Failure(ERROR_INVALID_NAME);
+}
+
+FileResult SizeOf(HANDLE file, uint64_t& bytes) {
+  LARGE_INTEGER size{};
+  if (!GetFileSizeEx(file, &size)) return LastFailure();
+  bytes = static_cast<uint64_t>(size.QuadPart);
+  return {};
+}
+
 }  // namespace
 
 std::string FileResult::Text() const {
@@ -108,13 +122,23 @@ OutputFile& OutputFile::operator=(OutputFile&&) noexcept = default;
 FileResult OutputFile::Create(std::string_view path) {
   state_.reset();
   // Opened and cut, since creating anew is refused over a hidden file.
-  WinHandle file(CreateFileW(SystemPath(path).c_str(), GENERIC_WRITE, kShareAll, nullptr,
-                             OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-  if (!file.valid()) return LastFailure();
-  if (GetFileType(file.get()) != FILE_TYPE_DISK) return Failure(ERROR_INVALID_NAME);
+  WinHandle file;
+  const FileResult opened = OpenForWriting(path, OPEN_ALWAYS, file);
+  if (!opened.ok()) return opened;
   if (!SetEndOfFile(file.get())) return LastFailure();
   state_ = std::make_unique<State>(State{std::move(file)});
   return {};
+}
+
+FileResult OutputFile::Continue(std::string_view path) {
+  state_.reset();
+  WinHandle file;
+  const FileResult opened = OpenForWriting(path, OPEN_EXISTING, file);
+  if (!opened.ok()) return opened;
+  uint64_t bytes = 0;
+  const FileResult asked = SizeOf(file.get(), bytes);
+  if (asked.ok()) state_ = std::make_unique<State>(State{std::move(file), bytes});
+  return asked;
 }
 
 bool OutputFile::IsOpen() const {
@@ -171,11 +195,7 @@ bool InputFile::IsOpen() const {
 
 FileResult InputFile::Size(uint64_t& bytes) const {
   bytes = 0;
-  if (!IsOpen()) return Failure(ERROR_INVALID_HANDLE);
-  LARGE_INTEGER size{};
-  if (!GetFileSizeEx(state_->file.get(), &size)) return LastFailure();
-  bytes = static_cast<uint64_t>(size.QuadPart);
-  return {};
+  return IsOpen() ? SizeOf(state_->file.get(), bytes) : Failure(ERROR_INVALID_HANDLE);
 }
 
 FileResult InputFile::ReadAt(uint64_t offset, std::span<uint8_t> into, size_t& read) const {
@@ -197,6 +217,21 @@ FileResult InputFile::ReadAt(uint64_t offset, std::span<uint8_t> into, size_t& r
 
 void InputFile::Close() {
   state_.reset();
+}
+
+FileResult CutFile(std::string_view path, uint64_t bytes) {
+  WinHandle file;
+  const FileResult opened = OpenForWriting(path, OPEN_EXISTING, file);
+  if (!opened.ok()) return opened;
+  uint64_t before = 0;
+  const FileResult asked = SizeOf(file.get(), before);
+  if (!asked.ok()) return asked;
+  if (bytes > before) return Failure(ERROR_INVALID_PARAMETER);
+  LARGE_INTEGER end{};
+  end.QuadPart = static_cast<LONGLONG>(bytes);
+  const bool cut =
+      SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN) && SetEndOfFile(file.get());
+  return cut ? FileResult{} : LastFailure();
 }
 
 FileResult MoveReplacing(std::string_view from, std::string_view to) {

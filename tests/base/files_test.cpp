@@ -48,6 +48,14 @@ TEST_F(FilesTest, WritesReadsAndPatches) {
 
   EXPECT_TRUE(out.Close().ok());
   EXPECT_EQ(ReadBytes(path), "01AB456789end");
+  ASSERT_TRUE(CutFile(path, 4).ok());
+  EXPECT_FALSE(CutFile(path, 5).ok());
+  ASSERT_TRUE(out.Continue(path).ok());
+  ASSERT_TRUE(out.Write(Bytes("more")).ok());
+  ASSERT_TRUE(out.WriteAt(0, Bytes("x")).ok());
+  ASSERT_TRUE(out.Write(Bytes("!")).ok());
+  EXPECT_TRUE(out.Close().ok());
+  EXPECT_EQ(ReadBytes(path), "x1ABmore!");
   ASSERT_TRUE(out.Create(path).ok());
   EXPECT_EQ(ReadBytes(path), "");
 }
