@@ -1,0 +1,404 @@
+#include "tests/encoders/nvenc/fake_nvenc.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/encoders/grey_h264.h"
+
+namespace orventa::nvenc {
+namespace {
+
+FakeNvenc fake;
+
+struct Resource {
+  void* texture = nullptr;
+  uint32_t width = 0;
+  uint32_t height = 0;
+  uint32_t format = 0;
+  bool mapped = false;
+};
+
+struct Buffer {
+  enum class State { Free, Held, Full, Locked };
+  State state = State::Free;
+  NV_ENC_INPUT_PTR input = nullptr;  // submitted with it, whatever comes out in it
+  NV_ENC_PIC_PARAMS picture{};
+  uint32_t type = NV_ENC_PIC_TYPE_P;
+  std::vector<uint8_t> bytes;
+};
+
+struct Session {
+  bool initialised = false;
+  bool ended = false;
+  std::optional<GreyH264> h264;
+  uint64_t pictures = 0;
+  std::list<Resource> resources;
+  std::list<Buffer> buffers;
+  std::deque<Buffer*> held;
+};
+std::list<Session> sessions;
+
+NVENCSTATUS Breach(const char* call, const char* rule) {
+  const std::string text = std::string(call) + ": " + rule;
+  if (fake.breach[0] == '\0') std::snprintf(fake.breach, sizeof(fake.breach), "%s", text.c_str());
+  if (const char* path = std::getenv("ORVENTA_FAKE_NVENC_REPORT")) {
+    if (std::FILE* file = std::fopen(path, "a")) {
+      std::fprintf(file, "%s\n", text.c_str());
+      std::fclose(file);
+    }
+  }
+  return NV_ENC_ERR_INVALID_CALL;
+}
+
+bool Refused(const char* call) {
+  return std::string_view(call) == fake.failing_call;
+}
+
+template <typename T>
+T* Find(std::list<T>& list, void* handle) {
+  const auto found =
+      std::find_if(list.begin(), list.end(), [&](const T& item) { return &item == handle; });
+  return found == list.end() ? nullptr : &*found;
+}
+
+template <typename Word, size_t kCount>
+bool Zero(const Word (&words)[kCount]) {
+  return std::all_of(words, words + kCount, [](Word word) { return word == Word{}; });
+}
+
+// What each call begins with: is there such a session, in the right state, is the
+// structure of the right version; and does the test want the call to fail.
+#define CHECK(rule, text) \
+  if (!(rule)) return Breach(kCall, text)
+#define ENTER(name, initialised_wanted)                                                     \
+  const char* const kCall = name;                                                           \
+  Session* session = Find(sessions, encoder);                                               \
+  CHECK(session != nullptr, "no such session");                                             \
+  CHECK(session->initialised == (initialised_wanted), "initialised too early or too late"); \
+  if (Refused(kCall)) return fake.failure
+#define VERSION(type, params) CHECK((params)->version == (type{}).version, "struct version")
+
+NVENCSTATUS Open(NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS* params, void** encoder) {
+  constexpr const char* kCall = "nvEncOpenEncodeSessionEx";
+  VERSION(NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS, params);
+  CHECK(params->apiVersion == NVENCAPI_VERSION && params->reserved == nullptr, "api version");
+  CHECK(Zero(params->reserved1) && Zero(params->reserved2), "reserved fields");
+  CHECK(params->deviceType == NV_ENC_DEVICE_TYPE_DIRECTX && params->device != nullptr, "device");
+  fake.device = params->device;
+  *encoder = &sessions.emplace_back();  // as the real one may, also on failure
+  ++fake.sessions;
+  return Refused(kCall) ? fake.failure : NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS Destroy(void* encoder) {
+  constexpr const char* kCall = "nvEncDestroyEncoder";
+  Session* session = Find(sessions, encoder);
+  CHECK(session != nullptr, "no such session");
+  const bool clean = session->resources.empty() && session->buffers.empty();
+  sessions.remove_if([&](const Session& one) { return &one == session; });
+  --fake.sessions;
+  CHECK(clean, "something was left in the session");
+  return NV_ENC_SUCCESS;
+}
+
+const char* LastError(void* encoder) {
+  if (Find(sessions, encoder) == nullptr) Breach("nvEncGetLastErrorString", "no such session");
+  return fake.error_text;
+}
+
+NVENCSTATUS GuidCount(void* encoder, uint32_t* count) {
+  ENTER("nvEncGetEncodeGUIDCount", false);
+  *count = fake.has_av1 ? 3 : 2;
+  return NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS Guids(void* encoder, GUID* guids, uint32_t size, uint32_t* count) {
+  ENTER("nvEncGetEncodeGUIDs", false);
+  const GUID all[] = {NV_ENC_CODEC_HEVC_GUID, NV_ENC_CODEC_H264_GUID, NV_ENC_CODEC_AV1_GUID};
+  *count = std::min(size, fake.has_av1 ? 3U : 2U);
+  std::copy(all, all + *count, guids);
+  return NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS Caps(void* encoder, GUID codec, NV_ENC_CAPS_PARAM* params, int* value) {
+  ENTER("nvEncGetEncodeCaps", false);
+  VERSION(NV_ENC_CAPS_PARAM, params);
+  switch (params->capsToQuery) {
+    case NV_ENC_CAPS_WIDTH_MAX: *value = codec == NV_ENC_CODEC_H264_GUID ? 4096 : 8192; break;
+    case NV_ENC_CAPS_HEIGHT_MAX: *value = codec == NV_ENC_CODEC_H264_GUID ? 4095 : 8191; break;
+    case NV_ENC_CAPS_NUM_MAX_BFRAMES: *value = codec == NV_ENC_CODEC_H264_GUID ? 4 : 0; break;
+    case NV_ENC_CAPS_SUPPORT_10BIT_ENCODE: *value = 1; break;
+    case NV_ENC_CAPS_SUPPORT_LOSSLESS_ENCODE: *value = codec != NV_ENC_CODEC_AV1_GUID; break;
+    default: return Breach(kCall, "unknown capability");
+  }
+  return NV_ENC_SUCCESS;
+}
+
+// Gives everything a value that the caller is to change.
+NVENCSTATUS Preset(void* encoder, GUID codec, GUID preset, uint32_t tuning,
+                   NV_ENC_PRESET_CONFIG* params) {
+  ENTER("nvEncGetEncodePresetConfigEx", false);
+  VERSION(NV_ENC_PRESET_CONFIG, params);
+  CHECK(params->presetCfg.version == NV_ENC_CONFIG{}.version, "struct version within");
+  CHECK(tuning == NV_ENC_TUNING_INFO_HIGH_QUALITY || tuning == NV_ENC_TUNING_INFO_LOW_LATENCY,
+        "tuning");
+  if (codec == NV_ENC_CODEC_AV1_GUID && !fake.has_av1) return NV_ENC_ERR_UNSUPPORTED_PARAM;
+  fake.preset = preset;
+  NV_ENC_CONFIG& config = params->presetCfg;
+  config.gopLength = 0xFFFFFFFF;
+  config.frameIntervalP = 3;
+  config.rcParams.flags = kRcEnableLookahead | kRcAqStrengthMask;
+  config.rcParams.lookaheadDepth = 16;
+  NV_ENC_CODEC_CONFIG& own = config.encodeCodecConfig;
+  if (codec == NV_ENC_CODEC_H264_GUID) own.h264Config.flags = 0xFFFF'FFFF >> 10;
+  if (codec == NV_ENC_CODEC_HEVC_GUID) own.hevcConfig.flags = kHevcRepeatSpsPps | kHevcOutputAud;
+  if (codec == NV_ENC_CODEC_AV1_GUID) own.av1Config.flags = kAv1OutputAnnexB;
+  return NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS Initialise(void* encoder, NV_ENC_INITIALIZE_PARAMS* params) {
+  ENTER("nvEncInitializeEncoder", false);
+  VERSION(NV_ENC_INITIALIZE_PARAMS, params);
+  CHECK(params->encodeConfig != nullptr, "no configuration");
+  VERSION(NV_ENC_CONFIG, params->encodeConfig);
+  CHECK(Zero(params->reserved1) && Zero(params->reserved2), "reserved fields");
+  CHECK(params->encodeWidth > 0 && params->encodeWidth <= params->maxEncodeWidth, "width");
+  CHECK(params->encodeHeight > 0 && params->encodeHeight <= params->maxEncodeHeight, "height");
+  CHECK(params->frameRateNum > 0 && params->frameRateDen > 0, "frame rate");
+  CHECK(params->presetGUID == fake.preset, "another preset than was asked for");
+  CHECK(params->encodeConfig->gopLength >= uint32_t(params->encodeConfig->frameIntervalP), "GOP");
+  fake.init = *params;
+  fake.config = *params->encodeConfig;
+  session->initialised = true;
+  if (params->encodeGUID == NV_ENC_CODEC_H264_GUID) {
+    session->h264.emplace(params->encodeWidth, params->encodeHeight);
+  }
+  return NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS CreateBuffer(void* encoder, NV_ENC_CREATE_BITSTREAM_BUFFER* params) {
+  ENTER("nvEncCreateBitstreamBuffer", true);
+  VERSION(NV_ENC_CREATE_BITSTREAM_BUFFER, params);
+  params->bitstreamBuffer = &session->buffers.emplace_back();
+  ++fake.buffers;
+  return NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS DestroyBuffer(void* encoder, NV_ENC_OUTPUT_PTR handle) {
+  ENTER("nvEncDestroyBitstreamBuffer", true);
+  Buffer* buffer = Find(session->buffers, handle);
+  CHECK(buffer != nullptr && buffer->state != Buffer::State::Locked, "no such buffer, or locked");
+  session->buffers.remove_if([&](const Buffer& one) { return &one == buffer; });
+  --fake.buffers;
+  return NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS Register(void* encoder, NV_ENC_REGISTER_RESOURCE* params) {
+  ENTER("nvEncRegisterResource", true);
+  VERSION(NV_ENC_REGISTER_RESOURCE, params);
+  CHECK(params->resourceType == NV_ENC_INPUT_RESOURCE_TYPE_DIRECTX && params->pitch == 0 &&
+            params->bufferUsage == NV_ENC_INPUT_IMAGE && params->resourceToRegister != nullptr,
+        "not a texture");
+  CHECK(Zero(params->reserved1) && Zero(params->reserved2), "reserved fields");
+  for (const Resource& resource : session->resources) {
+    CHECK(resource.texture != params->resourceToRegister, "registered already");
+  }
+  session->resources.push_back(
+      {params->resourceToRegister, params->width, params->height, params->bufferFormat, false});
+  params->registeredResource = &session->resources.back();
+  ++fake.registered;
+  ++fake.registrations;
+  return NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS Unregister(void* encoder, NV_ENC_REGISTERED_PTR handle) {
+  ENTER("nvEncUnregisterResource", true);
+  Resource* resource = Find(session->resources, handle);
+  CHECK(resource != nullptr && !resource->mapped, "no such resource, or mapped");
+  session->resources.remove_if([&](const Resource& one) { return &one == resource; });
+  --fake.registered;
+  return NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS Map(void* encoder, NV_ENC_MAP_INPUT_RESOURCE* params) {
+  ENTER("nvEncMapInputResource", true);
+  VERSION(NV_ENC_MAP_INPUT_RESOURCE, params);
+  Resource* resource = Find(session->resources, params->registeredResource);
+  CHECK(resource != nullptr && !resource->mapped, "no such resource, or mapped already");
+  resource->mapped = true;
+  params->mappedResource = resource;
+  params->mappedBufferFmt = resource->format;
+  ++fake.mapped;
+  ++fake.maps;
+  return NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS Unmap(void* encoder, NV_ENC_INPUT_PTR handle) {
+  ENTER("nvEncUnmapInputResource", true);
+  Resource* resource = Find(session->resources, handle);
+  CHECK(resource != nullptr && resource->mapped, "no such resource, or not mapped");
+  resource->mapped = false;
+  --fake.mapped;
+  return NV_ENC_SUCCESS;
+}
+
+void Fill(Session& session, Buffer& buffer, uint32_t type, const NV_ENC_PIC_PARAMS& picture) {
+  buffer.picture = picture;
+  buffer.type = type;
+  buffer.state = Buffer::State::Full;
+  if (session.h264) {
+    buffer.bytes = session.h264->Picture(type == NV_ENC_PIC_TYPE_IDR);
+  } else {
+    buffer.bytes = {0x12, 0x00, 0x32, 0x01, static_cast<uint8_t>(type)};  // AV1, as it happens
+  }
+}
+
+// Coding order: the picture that B-frames wait for goes before them.
+void Release(Session& session) {
+  std::vector<NV_ENC_PIC_PARAMS> pictures;
+  for (const Buffer* buffer : session.held) pictures.push_back(buffer->picture);
+  if (pictures.empty()) return;
+  std::rotate(pictures.rbegin(), pictures.rbegin() + 1, pictures.rend());
+  for (size_t i = 0; i < pictures.size(); ++i) {
+    Fill(session, *session.held[i], i == 0 ? NV_ENC_PIC_TYPE_P : NV_ENC_PIC_TYPE_B, pictures[i]);
+  }
+  session.held.clear();
+}
+
+NVENCSTATUS Encode(void* encoder, NV_ENC_PIC_PARAMS* params) {
+  ENTER(params->encodePicFlags == NV_ENC_PIC_FLAG_EOS ? "nvEncEncodePicture(EOS)"
+                                                      : "nvEncEncodePicture",
+        true);
+  VERSION(NV_ENC_PIC_PARAMS, params);
+  CHECK(!session->ended, "after the end");
+  CHECK(Zero(params->reserved3) && Zero(params->reserved6), "reserved fields");
+  if ((params->encodePicFlags & NV_ENC_PIC_FLAG_EOS) != 0) {
+    CHECK(params->inputBuffer == nullptr && params->outputBitstream == nullptr, "end of stream");
+    session->ended = true;
+    Release(*session);
+    return NV_ENC_SUCCESS;
+  }
+  const Resource* resource = Find(session->resources, params->inputBuffer);
+  Buffer* buffer = Find(session->buffers, params->outputBitstream);
+  CHECK(resource != nullptr && resource->mapped, "input not mapped");
+  CHECK(buffer != nullptr && buffer->state == Buffer::State::Free, "output not free");
+  CHECK(params->inputWidth == resource->width && params->inputHeight == resource->height &&
+            params->inputPitch == params->inputWidth && params->bufferFmt == resource->format,
+        "another picture than was registered");
+  CHECK(params->pictureStruct == NV_ENC_PIC_STRUCT_FRAME, "picture structure");
+  fake.picture = *params;
+  buffer->input = params->inputBuffer;
+  const auto* mastering = fake.init.encodeGUID == NV_ENC_CODEC_AV1_GUID
+                              ? params->codecPicParams.av1PicParams.pMasteringDisplay
+                              : params->codecPicParams.hevcPicParams.pMasteringDisplay;
+  if (mastering != nullptr) fake.mastering = *mastering;
+
+  const bool idr = session->pictures % fake.config.gopLength == 0 ||
+                   (params->encodePicFlags & NV_ENC_PIC_FLAG_FORCEIDR) != 0;
+  session->pictures = idr ? 1 : session->pictures + 1;
+  if (idr) {
+    Release(*session);
+    Fill(*session, *buffer, NV_ENC_PIC_TYPE_IDR, *params);
+    return NV_ENC_SUCCESS;
+  }
+  buffer->picture = *params;
+  buffer->state = Buffer::State::Held;
+  session->held.push_back(buffer);
+  if (session->held.size() < size_t(fake.config.frameIntervalP)) return NV_ENC_ERR_NEED_MORE_INPUT;
+  Release(*session);
+  return NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS Lock(void* encoder, NV_ENC_LOCK_BITSTREAM* params) {
+  ENTER("nvEncLockBitstream", true);
+  VERSION(NV_ENC_LOCK_BITSTREAM, params);
+  Buffer* buffer = Find(session->buffers, params->outputBitstream);
+  CHECK(buffer != nullptr && buffer->state == Buffer::State::Full, "nothing to lock");
+  const Resource* input = Find(session->resources, buffer->input);
+  CHECK(input != nullptr && input->mapped, "the input was unmapped before its packet was taken");
+  buffer->state = Buffer::State::Locked;
+  params->bitstreamBufferPtr = buffer->bytes.data();
+  params->bitstreamSizeInBytes = static_cast<uint32_t>(buffer->bytes.size());
+  params->outputTimeStamp = buffer->picture.inputTimeStamp;
+  params->pictureType = buffer->type;
+  return NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS Unlock(void* encoder, NV_ENC_OUTPUT_PTR handle) {
+  ENTER("nvEncUnlockBitstream", true);
+  Buffer* buffer = Find(session->buffers, handle);
+  CHECK(buffer != nullptr && buffer->state == Buffer::State::Locked, "not locked");
+  buffer->state = Buffer::State::Free;
+  std::fill(buffer->bytes.begin(), buffer->bytes.end(), uint8_t{0xEE});
+  return NV_ENC_SUCCESS;
+}
+
+NVENCSTATUS SequenceParams(void* encoder, NV_ENC_SEQUENCE_PARAM_PAYLOAD* params) {
+  ENTER("nvEncGetSequenceParams", true);
+  VERSION(NV_ENC_SEQUENCE_PARAM_PAYLOAD, params);
+  std::vector<uint8_t> header;
+  if (session->h264) {
+    header = session->h264->Header();
+  } else if (fake.init.encodeGUID == NV_ENC_CODEC_HEVC_GUID) {
+    header = {0, 0, 0, 1, 0x40, 1, 0x80, 0, 0, 0, 1, 0x42, 1, 0x80, 0, 0, 0, 1, 0x44, 1, 0x80};
+  } else {
+    header = {0x12, 0x00, 0x0A, 0x02, 0x00, 0x80};
+  }
+  if (params->inBufferSize < header.size()) return NV_ENC_ERR_INVALID_PARAM;
+  std::memcpy(params->spsppsBuffer, header.data(), header.size());
+  *params->outSPSPPSPayloadSize = static_cast<uint32_t>(header.size());
+  return NV_ENC_SUCCESS;
+}
+
+}  // namespace
+}  // namespace orventa::nvenc
+
+extern "C" {
+
+__declspec(dllexport) orventa::nvenc::FakeNvenc* FakeNvencOf() {
+  return &orventa::nvenc::fake;
+}
+
+__declspec(dllexport) orventa::nvenc::NVENCSTATUS
+    NvEncodeAPIGetMaxSupportedVersion(uint32_t* version) {
+  using namespace orventa::nvenc;
+  *version = fake.max_version;
+  return Refused("NvEncodeAPIGetMaxSupportedVersion") ? fake.failure : NV_ENC_SUCCESS;
+}
+
+__declspec(dllexport) orventa::nvenc::NVENCSTATUS
+    NvEncodeAPICreateInstance(orventa::nvenc::NV_ENCODE_API_FUNCTION_LIST* list) {
+  using namespace orventa::nvenc;
+  constexpr const char* kCall = "NvEncodeAPICreateInstance";
+  VERSION(NV_ENCODE_API_FUNCTION_LIST, list);
+  if (Refused(kCall)) return fake.failure;
+  list->nvEncGetEncodeGUIDCount = GuidCount;
+  list->nvEncGetEncodeGUIDs = Guids;
+  list->nvEncGetEncodeCaps = Caps;
+  list->nvEncInitializeEncoder = Initialise;
+  list->nvEncCreateBitstreamBuffer = CreateBuffer;
+  list->nvEncDestroyBitstreamBuffer = DestroyBuffer;
+  list->nvEncEncodePicture = Encode;
+  list->nvEncLockBitstream = Lock;
+  list->nvEncUnlockBitstream = Unlock;
+  list->nvEncGetSequenceParams = SequenceParams;
+  list->nvEncMapInputResource = Map;
+  list->nvEncUnmapInputResource = Unmap;
+  list->nvEncDestroyEncoder = Destroy;
+  list->nvEncOpenEncodeSessionEx = Open;
+  list->nvEncRegisterResource = Register;
+  list->nvEncUnregisterResource = Unregister;
+  list->nvEncGetLastErrorString = LastError;
+  list->nvEncGetEncodePresetConfigEx = Preset;
+  return NV_ENC_SUCCESS;
+}
+
+}  // extern "C"
