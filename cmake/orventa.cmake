@@ -66,10 +66,16 @@ function(orventa_library name)
   endif()
 endfunction()
 
-# orventa_test(name [SOURCES portable...] [WIN ...] [LINUX ...] LIBS ... [LINUX_LIBS ...])
-# One program a folder; a ctest test of the same name, under Wine for Windows.
+# orventa_test(name [DISPLAY] [SOURCES portable...] [WIN ...] [LINUX ...] LIBS ...
+#              [LINUX_LIBS ...])
+# One program a folder; a ctest test of the same name, under Wine for Windows, with
+# DISPLAY on an X server of its own.
 function(orventa_test name)
-  cmake_parse_arguments(A "" "" "SOURCES;WIN;LINUX;LIBS;LINUX_LIBS" ${ARGN})
+  cmake_parse_arguments(A "DISPLAY" "" "SOURCES;WIN;LINUX;LIBS;LINUX_LIBS" ${ARGN})
+  set(runner ${PROJECT_SOURCE_DIR}/scripts/wine-run)
+  if(A_DISPLAY)
+    list(APPEND runner --display)
+  endif()
   if(ORVENTA_PLATFORM STREQUAL win)
     set(sources ${A_SOURCES} ${A_WIN})
   else()
@@ -79,7 +85,7 @@ function(orventa_test name)
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE ${A_LIBS} GTest::gtest_main)
   if(ORVENTA_PLATFORM STREQUAL win)
-    add_test(NAME ${name} COMMAND ${PROJECT_SOURCE_DIR}/scripts/wine-run $<TARGET_FILE:${name}>
+    add_test(NAME ${name} COMMAND ${runner} $<TARGET_FILE:${name}>
       --gtest_output=xml:results/${name}.xml
       WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
   else()

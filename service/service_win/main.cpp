@@ -10,13 +10,18 @@
 #include "base/base_win/win32.h"
 #include "base/clock.h"
 #include "base/instance.h"
+#include "base/log.h"
+#include "encoders/nvenc/nvenc.h"
+#include "encoders/nvenc/nvenc_api.h"
 #include "games/targets/known_games.h"
+#include "media/media_win/d3d11_device.h"
+#include "media/media_win/gpu_scheduling.h"
 #include "service/channel/channel.h"
 #include "service/service.h"
-#include "service/service_win/no_graphics.h"
 #include "service/service_win/win_platform.h"
 #include "video/engine.h"
 #include "video/game_finder.h"
+#include "video/video_win/win_graphics.h"
 #include "video/video_win/win_targets.h"
 
 namespace {
@@ -40,13 +45,17 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) {
   const KnownFolders folders = FindKnownFolders();
   WinProcess process;
   WinDesktop desktop(*clock);
-  NoGraphics graphics;
+  WinGraphics graphics;
+  NvencBackend nvenc(NvencApi::OfDriver, FindAdapterFacts);
+  const BackendList backends = {&nvenc};
   const std::unique_ptr<IKnownGames> known_games = MakeKnownGames(*clock, folders);
   WinTargets targets(*clock, *known_games);
   GameFinder finder(targets);
   const auto make_engine = [&](const Config& config, const GameList& game_list,
                                std::unique_ptr<ReplayEngine>& engine) {
-    engine = MakeEngine(EnginePlatform{*clock, graphics, finder, targets, BackendList()}, folders,
+    const Status raised = RaiseGpuSchedulingClass();
+    if (raised.code() == StatusCode::Refused) LogWarning("gpu: %s", raised.message().c_str());
+    engine = MakeEngine(EnginePlatform{*clock, graphics, finder, targets, backends}, folders,
                         config, game_list);
     return Status::Ok();
   };

@@ -1,7 +1,8 @@
 """The Windows program under Wine, as a whole: ORVENTA.exe starts, runs its pass, serves
 its pipes to orventactl.exe, says that there is no encoder, and ends cleanly.
 
-usage: wine.py --bin FOLDER
+usage: xvfb-run -a wine.py --bin FOLDER
+The display gives it a graphics card, played by the processor.
 """
 
 import argparse
@@ -12,7 +13,11 @@ import tempfile
 import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-WINE_RUN = os.path.join(HERE, "..", "..", "scripts", "wine-run")
+ROOT = os.path.join(HERE, "..", "..")
+WINE_RUN = os.path.join(ROOT, "scripts", "wine-run")
+# Apart from the tests that run without a display, to which Wine's desktop would stick.
+PREFIX = os.path.abspath(os.path.join(ROOT, "build", "wine-display"))
+os.environ["ORVENTA_WINEPREFIX"] = os.environ["WINEPREFIX"] = PREFIX
 
 
 def ctl(folder, *arguments):
@@ -58,7 +63,7 @@ def main():
         assert answer.returncode == 0, answer
         lines = dict(line.split("=", 1) for line in answer.stdout.splitlines() if "=" in line)
         assert lines["running"] == "1" and lines["no_encoder"] == "1", lines
-        assert lines["capturing"] == "0", lines
+        assert lines["capturing"] == "0" and lines["adapter"], lines
 
         answer = ctl(folder, "SAVE")
         assert answer.returncode == 1 and "no video encoder to record with" in answer.stdout, answer
@@ -75,6 +80,7 @@ def main():
     finally:
         if service.poll() is None:
             service.kill()
+        subprocess.run(["wineserver", "-k", "-w"], timeout=60, check=False)
     print("wine: 1 passed, 0 failed")
 
 

@@ -1,18 +1,19 @@
-// Stands where Direct3D and Windows.Graphics.Capture will: a device without a
-// card, no captures, no converters. The engine finds its target, runs on this and
-// says truly that it has no encoder.
+// Devices, captures and converters of Windows as the engine asks for them. Engine
+// thread.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "video/engine_platform.h"
 
 namespace orventa {
 
-class NoGraphics final : public IGraphics {
+class WinGraphics final : public IGraphics {
  public:
   Status MakeDevice(const std::string& adapter_name, std::shared_ptr<GraphicsDevice>& device,
                     std::string& adapter_used) override;
+  // Unsupported: captures of Windows are not here yet.
   Status CreateCapture(GraphicsDevice& device, const CaptureTarget& target,
                        const CaptureOptions& options,
                        std::unique_ptr<IVideoCapture>& capture) override;
