@@ -60,6 +60,7 @@ class FakeEngine final : public ReplayEngine {
   void NotifySuspending() override;
   void NotifyResumed() override;
   EngineSnapshot GetStatus() const override;
+  EngineLevels Levels() const override { return {0.5F, 0.25F, true}; }
   std::string ExplainTarget() const override;
   Config GetSettings() const override;
 

@@ -30,7 +30,8 @@ struct EngineRig {
                          .graphics = graphics,
                          .targets = targets,
                          .windows = targets,
-                         .backends = {&backend}},
+                         .backends = {&backend},
+                         .sound = sources},
                         folders, config, list);
     ASSERT_TRUE(engine->Start().ok());
   }
@@ -48,6 +49,7 @@ struct EngineRig {
   FakeGraphics graphics{screen};
   FakeTargets targets;
   FakeEncoderBackend backend{clock};
+  ISoundSources* sources = nullptr;  // none: a platform without sound
   KnownFolders folders;
   Config config;
   GameList list;

@@ -2,6 +2,7 @@
 // encoder and the clock.
 #include <gtest/gtest.h>
 
+#include "tests/fakes/fake_sound.h"
 #include "tests/video/engine_rig.h"
 
 namespace orventa {
@@ -79,6 +80,37 @@ TEST(EngineSave, AClipSpansPipelinesThatShareAHeader) {
   std::string file;
   ASSERT_TRUE(ReadWholeFile(path, 64U << 20U, file).ok());
   EXPECT_NEAR(SampleCount(file), 20 * 60, 30);
+  EXPECT_TRUE(RemoveFile(path).ok());
+}
+
+TEST(EngineSave, SoundTracksBeginWithThePictureAndLastAsLong) {
+  FakeSound sound;
+  SaveRig rig;
+  rig.sources = &sound;
+  rig.config.audio.enabled = rig.config.audio.microphone = true;
+  rig.config.audio.separate_tracks = true;
+  rig.StartOnWindow(7 * kSec);
+  rig.config.video.bitrate_auto = false;  // a pipeline later the sound goes on
+  ASSERT_TRUE(rig.engine->ApplySettings(rig.config, rig.list).ok());
+  rig.Run(5 * kSec);
+  ASSERT_EQ(rig.backend.opened, 2);
+  std::string path;
+  ASSERT_TRUE(rig.engine->SaveReplay(8, path).ok());
+  rig.engine.reset();
+  std::string file;
+  ASSERT_TRUE(ReadWholeFile(path, 64U << 20U, file).ok());
+  const size_t frames = SampleCount(file);
+  EXPECT_GT(frames, 400U);
+  size_t tracks = 0;
+  for (size_t at = file.find("elst"); at != std::string::npos; at = file.find("elst", at + 4)) {
+    ++tracks;
+    EXPECT_EQ(Big32(file, at + 8), 1U) << "no delay";
+    const uint32_t cut = Big32(file, at + 16);
+    EXPECT_LT(cut, 1024U) << "only the packet that straddles the first picture";
+    const double seconds = SampleCount(file.substr(at)) * 1024.0 / 48000;
+    EXPECT_NEAR(seconds - cut / 48000.0, static_cast<double>(frames) / 60, 0.022);
+  }
+  EXPECT_EQ(tracks, 2U);
   EXPECT_TRUE(RemoveFile(path).ok());
 }
 

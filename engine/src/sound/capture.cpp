@@ -1,8 +1,23 @@
 #include "sound/capture.h"
 
+#include <atomic>
+
 #include "base/clock.h"
 
 namespace orventa {
+namespace {
+
+std::atomic<uint32_t> newest_stint{0};
+
+}  // namespace
+
+uint32_t NextStintNumber() {
+  return ++newest_stint;
+}
+
+uint32_t NewestStintNumber() {
+  return newest_stint;
+}
 
 uint64_t FramesBefore(uint64_t origin_ns, uint64_t until_ns, uint32_t rate) {
   if (until_ns <= origin_ns) return 0;

@@ -28,6 +28,11 @@ struct DeviceStint {
 
   bool operator==(const DeviceStint&) const = default;
 };
+// The number that an opening gets, and the newest that one has got. Any thread; a
+// capture gets it under the lock that guards its trail, so that whoever sees a new
+// number finds the stint there.
+uint32_t NextStintNumber();
+uint32_t NewestStintNumber();
 // As many as a capture remembers.
 inline constexpr size_t kMaxDeviceStints = 8;
 

@@ -15,11 +15,6 @@ constexpr uint32_t kMostDoublings = 4;
 // tells of changes, this catches one that was not told.
 constexpr uint64_t kOutputLookNs = 10 * kNsPerSecond;
 
-uint32_t NextStintNumber() {
-  static std::atomic<uint32_t> last{0};
-  return ++last;
-}
-
 }  // namespace
 
 std::string_view SoundTroubleWord(SoundTrouble trouble) {
@@ -138,9 +133,9 @@ void DeviceFollower::Remember(const std::string& name, std::string_view reason) 
   stint.device = name;
   stint.opened_wall_ms = clock_.WallMs();
   stint.reason = reason;
-  stint.number = NextStintNumber();
   LogInfo("sound: %s: %s (%s)", what_.c_str(), name.c_str(), stint.reason.c_str());
   const MutexLock lock(mutex_);
+  stint.number = NextStintNumber();
   if (trail_.size() == kMaxDeviceStints) trail_.erase(trail_.begin());
   trail_.push_back(std::move(stint));
 }

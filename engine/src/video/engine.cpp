@@ -89,11 +89,13 @@ bool Engine::ToggleWebcam() {
   return false;
 }
 
-// Presses and push to talk wait for the press log and the sound pump, which are
-// not here yet; nothing is kept of them.
+// Presses wait for the press log, which is not here yet; nothing is kept of them.
 void Engine::AddPresses(const std::vector<PressRecord>&) {}
 void Engine::SetPressLogging(bool, uint32_t) {}
-void Engine::SetPushToTalkHeld(bool) {}
+
+void Engine::SetPushToTalkHeld(bool held) {
+  core_.orders.push_to_talk_held = held;
+}
 
 Status Engine::CheckMarkable() const {
   if (!started_) return NotRunning();
@@ -203,6 +205,10 @@ EngineSnapshot Engine::GetStatus() const {
     snapshot.buffer_disk_failures = stats.disk_failures;
   }
   return snapshot;
+}
+
+EngineLevels Engine::Levels() const {
+  return core_.status.sound_levels().Read();
 }
 
 std::string Engine::ExplainTarget() const {

@@ -44,6 +44,7 @@ class Engine final : public ReplayEngine {
   void NotifySuspending() override;
   void NotifyResumed() override;
   EngineSnapshot GetStatus() const override;
+  EngineLevels Levels() const override;
   std::string ExplainTarget() const override;
   Config GetSettings() const override;
 

@@ -20,6 +20,7 @@ class EngineOrders {
   std::atomic<bool> restart_requested = false;  // build the pipeline anew
   std::atomic<bool> target_in_doubt = false;    // look whether it is still the right one
   std::atomic<bool> sound_changed = false;
+  std::atomic<bool> push_to_talk_held = false;
   std::atomic<bool> paused = false;
   std::atomic<bool> clear_requested = false;  // drop the history before the next build
   std::atomic<bool> retry_encoder = false;

@@ -10,6 +10,7 @@
 #include "convert/converter.h"
 #include "encoders/encoder.h"
 #include "media/graphics_device.h"
+#include "sound/sound_sources.h"
 #include "video/capture.h"
 #include "video/targets.h"
 
@@ -36,6 +37,7 @@ struct EnginePlatform {
   ITargetFinder& targets;
   IWindowWatch& windows;
   BackendList backends;
+  ISoundSources* sound = nullptr;  // null: this platform has no sound yet
 };
 
 }  // namespace orventa

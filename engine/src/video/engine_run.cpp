@@ -24,6 +24,9 @@ constexpr uint32_t kFailuresThatEndRecordings = 3;
 // Pipelines begin no faster than this, or a target that is found and gone at once
 // would have them built without end.
 constexpr uint64_t kShortestRunNs = 250 * kNsPerMs;
+// What a pipeline's end waits for its sound, and how late devices give it.
+constexpr uint64_t kSoundWaitNs = 250 * kNsPerMs;
+constexpr uint64_t kSoundArrivesNs = 60 * kNsPerMs;
 
 }  // namespace
 
@@ -127,7 +130,7 @@ Status EngineRun::BuildAndRun() {
   core_.orders.target_in_doubt = false;
   std::unique_ptr<Pipeline> pipeline;
   try {
-    PipelineBuilder builder(core_, last_target_);
+    PipelineBuilder builder(core_, last_target_, last_sound_);
     if (Status status = builder.Build(pipeline); !status.ok()) return status;
     return RunPipeline(std::move(pipeline));
   } catch (const std::exception& error) {
@@ -152,7 +155,7 @@ Status EngineRun::RunPipeline(std::unique_ptr<Pipeline> pipeline) {
   return end.error;
 }
 
-void EngineRun::PlaceOnTimeline(const Pipeline& pipeline) {
+void EngineRun::PlaceOnTimeline(Pipeline& pipeline) {
   const FoundTarget& target = pipeline.target;
   const std::string& identity = target.Identity();
   const std::shared_ptr<ReplayBuffer> history = core_.session.history();
@@ -167,7 +170,10 @@ void EngineRun::PlaceOnTimeline(const Pipeline& pipeline) {
                               .title = target.description,
                               .is_window = target.IsWindow()},
                              changed, clock().WallMs());
-  core_.parts.PlaceSound();
+  pipeline.sound_base_pts = std::max(next_pts_, sound_end_pts_);
+  if (pipeline.sound->HasTracks()) {
+    pipeline.sound->FillGaps(*core_.platform.sound, pipeline.sound_base_pts);
+  }
   last_target_ = target;
 }
 
@@ -184,7 +190,7 @@ void EngineRun::LeavePipeline(Pipeline& pipeline, FrameLoop& loop, LoopEnd end) 
   }
   pipeline.worker->Stop();
   if (end.failed || end.target_gone) core_.status.ForgetPackets();
-  core_.parts.FinishSound();
+  FinishSound(*pipeline.sound);
   core_.parts.CloseEarlierRecording();
 
   core_.status.ClearLive();
@@ -195,6 +201,24 @@ void EngineRun::LeavePipeline(Pipeline& pipeline, FrameLoop& loop, LoopEnd end) 
   const uint64_t now_ns = clock().SteadyNs();
   if (pipeline.target.IsWindow()) changes_.WindowLost(now_ns);
   core_.session.KeepForOldTarget(now_ns);
+}
+
+// The sound goes on to where the picture ends: it is read a while after it was heard,
+// and one more packet of every track is made whole.
+void EngineRun::FinishSound(SoundPump& sound) {
+  last_sound_.reset();
+  if (!sound.HasTracks()) return;
+  EngineOrders& orders = core_.orders;
+  if (!orders.stop_requested && !orders.paused) {
+    const uint64_t now_ns = clock().SteadyNs();
+    const uint64_t until_ns = sound.WholePacketsUntil(next_pts_);
+    orders.WaitUntil(std::min(now_ns + kSoundWaitNs, until_ns + kSoundArrivesNs),
+                     [&] { return orders.stop_requested.load(); });
+    sound.Pump(now_ns, until_ns, orders.push_to_talk_held);
+  }
+  sound.Flush();
+  sound_end_pts_ = sound.EndPts();
+  last_sound_ = sound.layout();
 }
 
 void EngineRun::AfterFailure(const Status& status) {
@@ -236,7 +260,6 @@ void EngineRun::WaitForEncoder(const Status& status) {
 
 void EngineRun::ClearHistories() {
   core_.session.ClearHistory();
-  core_.parts.ClearSound();
   core_.parts.ClearWebcam();
 }
 

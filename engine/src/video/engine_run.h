@@ -35,8 +35,9 @@ class EngineRun {
   // Builds and runs one pipeline; the failure of either.
   Status BuildAndRun();
   Status RunPipeline(std::unique_ptr<Pipeline> pipeline);
-  void PlaceOnTimeline(const Pipeline& pipeline);
+  void PlaceOnTimeline(Pipeline& pipeline);
   void LeavePipeline(Pipeline& pipeline, FrameLoop& loop, LoopEnd end);
+  void FinishSound(SoundPump& sound);
   void AfterFailure(const Status& status);
   void WaitForTarget();
   void WaitForEncoder(const Status& status);
@@ -54,6 +55,8 @@ class EngineRun {
   bool resumed_ = false;     // the machine slept since the last pipeline
   uint32_t failures_ = 0;    // in a row
   FoundTarget last_target_;  // the last pipeline's
+  std::optional<SoundLayout> last_sound_;
+  uint64_t sound_end_pts_ = 0;                  // where the sound of the last pipeline ended
   std::optional<uint64_t> no_target_since_ns_;  // steady clock
 };
 

@@ -16,6 +16,8 @@ constexpr uint64_t kLongestSleepNs = 100 * kNsPerMs;
 constexpr uint64_t kSleptNs = kNsPerSecond;
 constexpr uint64_t kStallNs = 29'999'999'999;
 constexpr uint64_t kSizeSettlesNs = 500 * kNsPerMs;
+// Devices give their sound in buffers, and late.
+constexpr uint64_t kSoundBehindNs = 100 * kNsPerMs;
 constexpr float kDisplayTolerance = 0.02F;
 
 Status DeviceLost(uint32_t reason) {
@@ -52,6 +54,10 @@ FrameLoop::FrameLoop(EngineCore& core, const EngineSwitches& switches, PaceLog& 
 
 const LoopEnd& FrameLoop::Run() {
   begin_ns_ = core_.clock().SteadyNs();
+  // A picture stands in the middle of its slot.
+  pipeline_.sound->Begin(
+      begin_ns_ + (pipeline_.sound_base_pts - base_pts_) - pipeline_.interval_ns / 2,
+      pipeline_.sound_base_pts);
   suspended_before_ns_ = core_.clock().SuspendedNs();
   next_checks_slot_ = 2 * uint64_t{std::max(1U, pipeline_.config.video.fps)};
   try {
@@ -131,7 +137,8 @@ bool FrameLoop::CheckHealth(uint64_t slot_at_ns, uint64_t now_ns) {
 void FrameLoop::Slot(uint64_t slot, uint64_t now_ns) {
   lap_ns_ = now_ns;
   core_.parts.SteerRecording();
-  if (core_.orders.sound_changed.exchange(false) && !core_.parts.ApplySoundSettings()) {
+  if (core_.orders.sound_changed.exchange(false) &&
+      !pipeline_.sound->Apply(core_.session.Effective())) {
     core_.orders.restart_requested = true;
   }
   core_.parts.SteerWebcam();
@@ -153,8 +160,25 @@ void FrameLoop::Slot(uint64_t slot, uint64_t now_ns) {
   }
   core_.parts.CollectBrightness();
   if (switches_.flush_each_frame) pipeline_.device->Flush();
-  core_.parts.PumpSound();
+  PumpSound(now_ns);
   row_.collect_us = LapUs();
+}
+
+void FrameLoop::PumpSound(uint64_t now_ns) {
+  SoundPump& sound = *pipeline_.sound;
+  sound.Pump(now_ns, now_ns - kSoundBehindNs, core_.orders.push_to_talk_held);
+  std::string trouble = sound.MicrophoneTrouble();
+  if (trouble == microphone_trouble_) return;
+  microphone_trouble_ = std::move(trouble);
+  core_.status.Update(
+      [&](EngineSnapshot& record) { record.microphone_trouble = microphone_trouble_; });
+}
+
+void FrameLoop::PublishSoundDevices() {
+  const uint32_t newest = NewestStintNumber();
+  if (std::exchange(stints_seen_, newest) == newest) return;
+  auto trail = std::make_shared<const std::vector<DeviceStint>>(pipeline_.sound->SystemTrail());
+  core_.status.Update([&](EngineSnapshot& record) { record.sound_devices = std::move(trail); });
 }
 
 void FrameLoop::WatchTarget(uint64_t slot, uint64_t now_ns) {
@@ -164,6 +188,7 @@ void FrameLoop::WatchTarget(uint64_t slot, uint64_t now_ns) {
   if (slot >= next_checks_slot_) {
     next_checks_slot_ = slot + 2 * uint64_t{std::max(1U, pipeline_.config.video.fps)};
     core_.session.ExpireKept(now_ns);
+    PublishSoundDevices();
     core_.parts.CheckRecordingDrive();
     if (!recording && watch_.BetterTargetOpened()) end_.target_gone = true;
   }

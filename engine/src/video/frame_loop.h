@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "base/status.h"
 #include "video/engine_core.h"
@@ -44,6 +45,8 @@ class FrameLoop {
   void Slot(uint64_t slot, uint64_t now_ns);
   void WatchTarget(uint64_t slot, uint64_t now_ns);
   void WatchDisplay();
+  void PumpSound(uint64_t now_ns);
+  void PublishSoundDevices();
   // Whether the newest picture has the size that the pipeline was built for.
   bool PictureFits(uint64_t now_ns);
   bool ConvertAndSubmit(bool fits);
@@ -68,6 +71,9 @@ class FrameLoop {
   bool unseen_;           // the newest picture has not been converted yet
   PictureRef converted_;  // the last one, for repeats
   std::optional<uint64_t> misfit_since_ns_;
+
+  std::string microphone_trouble_;       // as the status record has it
+  std::optional<uint32_t> stints_seen_;  // the status record has the devices up to there
 
   PaceRow row_;
   uint64_t lap_ns_ = 0;

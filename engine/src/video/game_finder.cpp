@@ -32,7 +32,10 @@ void FillTarget(const CaptureTargetEntry& entry, const DesktopSnapshot& desktop,
     out.target = {.kind = CaptureTarget::Kind::Window, .window = source.handle};
     const WindowInfo* const window = FindRow(desktop.windows, &WindowInfo::hwnd, source.handle);
     out.name = TargetName(entry, window);
-    if (window != nullptr) out.path = window->exe_path;
+    if (window != nullptr) {
+      out.path = window->exe_path;
+      out.pid = window->pid;
+    }
     return;
   }
   // The main display has no handle: it may be another one by the next question.

@@ -11,6 +11,7 @@
 #include "video/encoder_worker.h"
 #include "video/engine_platform.h"
 #include "video/packet_sink.h"
+#include "video/sound_pump.h"
 #include "video/targets.h"
 
 namespace orventa {
@@ -28,8 +29,10 @@ struct Pipeline {
   std::string backend_name;
   std::unique_ptr<IFrameConverter> converter;
   uint32_t pool_size = 0;
-  uint64_t interval_ns = 0;  // between slots
-  bool same_target = false;  // as the pipeline before
+  uint64_t interval_ns = 0;          // between slots
+  std::unique_ptr<SoundPump> sound;  // without tracks when there is no sound
+  uint64_t sound_base_pts = 0;       // where its first sample lies
+  bool same_target = false;          // as the pipeline before
 
   // What both of the following use lies above them.
   std::unique_ptr<PacketSink> sink;

@@ -31,8 +31,9 @@ void PublishTarget(StatusBoard& status, const FoundTarget& target) {
   });
 }
 
-PipelineBuilder::PipelineBuilder(EngineCore& core, const FoundTarget& last)
-    : core_(core), last_(last) {}
+PipelineBuilder::PipelineBuilder(EngineCore& core, const FoundTarget& last_target,
+                                 const std::optional<SoundLayout>& last_sound)
+    : core_(core), last_target_(last_target), last_sound_(last_sound) {}
 
 Status PipelineBuilder::Build(std::unique_ptr<Pipeline>& out) {
   pipeline_ = std::make_unique<Pipeline>();
@@ -43,8 +44,9 @@ Status PipelineBuilder::Build(std::unique_ptr<Pipeline>& out) {
   if (Status status = OpenVideoEncoder(); !status.ok()) return status;
   if (Status status = OpenConverter(); !status.ok()) return status;
   core_.parts.OpenProbe();
-  core_.parts.OpenSound();
+  OpenSound();
   if (Status status = DescribeStream(); !status.ok()) return status;
+  DescribeSound();
   PublishRunning();
   out = std::move(pipeline_);
   return {};
@@ -52,11 +54,11 @@ Status PipelineBuilder::Build(std::unique_ptr<Pipeline>& out) {
 
 Status PipelineBuilder::FindTargetAndDevice() {
   FoundTarget& target = pipeline_->target;
-  const Status found = core_.platform.targets.Find(last_.target.window, target);
+  const Status found = core_.platform.targets.Find(last_target_.target.window, target);
   // A window of which only the title is known is the same game under its next title.
-  if (found.ok() && target.IsWindow() && target.target == last_.target && target.path.empty() &&
-      target.name == target.description) {
-    target.name = last_.name;
+  if (found.ok() && target.IsWindow() && target.target == last_target_.target &&
+      target.path.empty() && target.name == target.description) {
+    target.name = last_target_.name;
   }
   // Until something is known to encode, that is searched for even while no game is
   // open: the user has to hear of it.
@@ -82,7 +84,7 @@ void PipelineBuilder::TakeSettings() {
   CountHistoryReset(core_.session.SetTarget(p.target.settings).history_lost);
   p.config = core_.session.Effective();
   p.interval_ns = kNsPerSecond / std::max(1U, p.config.video.fps);
-  p.same_target = p.target.Identity() == last_.Identity();
+  p.same_target = p.target.Identity() == last_target_.Identity();
   PublishTarget(core_.status, p.target);
 }
 
@@ -145,6 +147,15 @@ Status PipelineBuilder::OpenConverter() {
   return core_.platform.graphics.CreateConverter(*p.device, settings, p.converter);
 }
 
+void PipelineBuilder::OpenSound() {
+  Pipeline& p = *pipeline_;
+  SoundChain chain;
+  if (ISoundSources* sources = core_.platform.sound; sources != nullptr) {
+    chain = OpenSoundChain(core_.clock(), *sources, p.config, p.target, last_sound_);
+  }
+  p.sound = std::make_unique<SoundPump>(std::move(chain), core_.status.sound_levels());
+}
+
 Status PipelineBuilder::DescribeStream() {
   Pipeline& p = *pipeline_;
   std::vector<uint8_t> header;
@@ -158,6 +169,14 @@ Status PipelineBuilder::DescribeStream() {
   CountHistoryReset(core_.session.SetBudgetBasis(
       {.source = p.source, .encoder_bitrate_kbps = encoding.bitrate_kbps}));
   return {};
+}
+
+void PipelineBuilder::DescribeSound() {
+  Pipeline& p = *pipeline_;
+  CountHistoryReset(core_.session.SetSound(p.sound->Formats()) && p.same_target);
+  std::vector<std::shared_ptr<AudioReplayBuffer>> histories;
+  for (const SoundHistory& track : core_.session.sound()) histories.push_back(track.packets);
+  p.sound->SetHistories(histories);
 }
 
 void PipelineBuilder::PublishRunning() {
@@ -178,6 +197,7 @@ void PipelineBuilder::PublishRunning() {
     record.ten_bit = encoding.input_format == EncoderInput::P010;
     record.hdr = p.display.hdr_on;
     record.hdr_output = encoding.transfer == Transfer::Pq;
+    record.microphone = p.sound->HasMicrophone();
     record.last_error.clear();
   });
 }

@@ -1,5 +1,5 @@
-// The places where sound, dynamic range probing, recordings, screenshots, presses
-// and the webcam join a pipeline. None of them is built yet: every operation is
+// The places where dynamic range probing, recordings, screenshots, presses and the
+// webcam join a pipeline. None of them is built yet: every operation is
 // called at its place in the order and answers that there is nothing to do.
 // Engine thread.
 #pragma once
@@ -15,15 +15,6 @@ class PipelineParts {
   void SteerRecording() {}
   void CheckRecordingDrive() {}
   void StopRecording() {}
-
-  // Sound.
-  void OpenSound() {}
-  void PlaceSound() {}  // on the timeline of the pipeline that begins
-  // False: the running chain cannot take the new settings.
-  bool ApplySoundSettings() { return true; }
-  void PumpSound() {}
-  void FinishSound() {}
-  void ClearSound() {}
 
   // Dynamic range.
   void OpenProbe() {}

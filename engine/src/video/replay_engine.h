@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,8 @@
 #include "base/status.h"
 #include "games/targets/game_list.h"
 #include "settings/config.h"
+#include "sound/capture.h"
+#include "video/sound_levels.h"
 #include "video/timeline_notes.h"
 
 namespace orventa {
@@ -57,8 +60,13 @@ struct EngineSnapshot {
   std::string codec;         // the settings' word
   uint32_t encoder_in_flight_max = 0;
   bool ten_bit = false;
-  bool hdr = false;         // the capture is HDR
-  bool hdr_output = false;  // the file is HDR
+  bool hdr = false;                // the capture is HDR
+  bool hdr_output = false;         // the file is HDR
+  bool microphone = false;         // it is being captured
+  std::string microphone_trouble;  // as IAudioCapture::Trouble; "" also when none is wanted
+  uint32_t microphone_drops = 0;   // times that some of its sound had to be left out
+  // Where the system's sound has come from, newest last; may be null.
+  std::shared_ptr<const std::vector<DeviceStint>> sound_devices;
   bool session_overrides = false;
   uint32_t replay_seconds = 0;  // the length in effect
   uint32_t clip_seconds = 0;    // what a clip save would write
@@ -129,6 +137,7 @@ class ReplayEngine {
   virtual void NotifySuspending() = 0;
   virtual void NotifyResumed() = 0;
   virtual EngineSnapshot GetStatus() const = 0;  // any thread
+  virtual EngineLevels Levels() const = 0;       // any thread; asked many times a second
   // Why this target and no other, for people. Asks the desktop; any thread.
   virtual std::string ExplainTarget() const = 0;
   virtual Config GetSettings() const = 0;  // any thread; the effective settings

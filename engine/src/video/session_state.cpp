@@ -4,8 +4,16 @@
 #include <utility>
 
 #include "base/clock.h"
+#include "sound/aac.h"
+#include "video/sound_chain.h"
 
 namespace orventa {
+namespace {
+
+// A clip begins at a keyframe of the picture, its sound somewhat earlier.
+constexpr uint32_t kSoundSecondsBeyond = 10;
+
+}  // namespace
 
 SessionState::SessionState(const Config& base, std::string disk_folder)
     : disk_folder_(std::move(disk_folder)), settings_(base) {}
@@ -15,6 +23,7 @@ void SessionState::Begin() {
   settings_.ForgetKept();
   basis_ = {};
   video_ = {};
+  sound_.clear();
   notes_.Clear();
   history_ = ReplayBuffer::Create(HistoryOptions(settings_, basis_, disk_folder_));
 }
@@ -22,6 +31,7 @@ void SessionState::Begin() {
 void SessionState::End() {
   MutexLock lock(lock_);
   history_.reset();
+  sound_.clear();
 }
 
 SessionState::Outcome SessionState::SetBase(const Config& base) {
@@ -66,12 +76,28 @@ void SessionState::ForgetKept() {
 }
 
 SessionState::Outcome SessionState::Changed(const Config& before) {
-  return {.change = EffectsOfChange(before, settings_.config()),
-          .history_lost = ReconfigureHistory()};
+  Outcome outcome{.change = EffectsOfChange(before, settings_.config()),
+                  .history_lost = ReconfigureHistory()};
+  if (WantsVoiceTrack(before) != WantsVoiceTrack(settings_.config())) outcome.change.restart = true;
+  return outcome;
 }
 
 bool SessionState::ReconfigureHistory() {
+  ConfigureSound();
   return history_ && history_->Reconfigure(HistoryOptions(settings_, basis_, disk_folder_));
+}
+
+void SessionState::ConfigureSound() {
+  const uint32_t seconds = settings_.ReplaySeconds() + kSoundSecondsBeyond;
+  // Encoders give what they can, not what is asked for.
+  const uint64_t bytes_a_second = AacBitrate(settings_.config().audio.bitrate_bps) / 8;
+  for (const SoundHistory& track : sound_) {
+    track.packets->Configure(seconds, 2 * bytes_a_second * seconds);
+  }
+}
+
+void SessionState::ClearSound() {
+  for (const SoundHistory& track : sound_) track.packets->Clear();
 }
 
 Config SessionState::Effective() const {
@@ -101,15 +127,43 @@ std::shared_ptr<ReplayBuffer> SessionState::history() const {
 void SessionState::ClearHistory() {
   MutexLock lock(lock_);
   if (history_) history_->Clear();
+  ClearSound();
 }
 
 bool SessionState::SetVideo(Mp4VideoTrack video) {
   MutexLock lock(lock_);
   const bool continues = video_.sequence_header == video.sequence_header;
   video_ = std::move(video);
-  if (continues || history_->Stats().packets == 0) return false;
+  if (continues) return false;
+  ClearSound();  // sound without its picture is in no clip
+  if (history_->Stats().packets == 0) return false;
   history_->Clear();
   return true;
+}
+
+bool SessionState::SetSound(std::vector<Mp4AudioTrack> formats) {
+  MutexLock lock(lock_);
+  if (std::equal(sound_.begin(), sound_.end(), formats.begin(), formats.end(),
+                 [](const SoundHistory& track, const Mp4AudioTrack& format) {
+                   return track.format == format;
+                 })) {
+    return false;
+  }
+  const bool held = std::any_of(sound_.begin(), sound_.end(), [](const SoundHistory& track) {
+    return track.packets->EndTime() > 0;
+  });
+  // A save under way keeps the old ones.
+  sound_.clear();
+  for (Mp4AudioTrack& format : formats) {
+    sound_.push_back({std::move(format), std::make_shared<AudioReplayBuffer>()});
+  }
+  ConfigureSound();
+  return held;
+}
+
+std::vector<SoundHistory> SessionState::sound() const {
+  MutexLock lock(lock_);
+  return sound_;
 }
 
 bool SessionState::SetBudgetBasis(const BudgetBasis& basis) {
@@ -148,6 +202,7 @@ ClipSources SessionState::SourcesForClip(uint32_t seconds) const {
   sources.seconds = std::max(1U, seconds != 0 ? seconds : settings_.ReplaySeconds());
   sources.video = video_;
   sources.history = history_;
+  sources.sound = sound_;
   sources.notes = notes_;
   return sources;
 }

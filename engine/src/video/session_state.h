@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "base/mutex.h"
 #include "mp4/movie.h"
@@ -56,6 +57,12 @@ class SessionState {
   // The stream that comes next. Packets that it cannot continue are dropped; true
   // when there were some.
   bool SetVideo(Mp4VideoTrack video);
+  // The sound tracks that come next. Their histories go on when neither the tracks
+  // nor the picture's stream have changed; otherwise they begin anew, and it is true
+  // when something was dropped.
+  bool SetSound(std::vector<Mp4AudioTrack> formats);
+  // A history for each track.
+  std::vector<SoundHistory> sound() const;
   // Works the byte budget out anew; true when a noticeable part of the history went.
   bool SetBudgetBasis(const BudgetBasis& basis);
 
@@ -71,6 +78,8 @@ class SessionState {
  private:
   Outcome Changed(const Config& before) ORVENTA_REQUIRES(lock_);
   bool ReconfigureHistory() ORVENTA_REQUIRES(lock_);
+  void ConfigureSound() ORVENTA_REQUIRES(lock_);
+  void ClearSound() ORVENTA_REQUIRES(lock_);
   uint64_t OldestWanted(uint64_t newest_pts) const ORVENTA_REQUIRES(lock_);
 
   const std::string disk_folder_;
@@ -80,6 +89,7 @@ class SessionState {
   BudgetBasis basis_ ORVENTA_GUARDED_BY(lock_);
   std::shared_ptr<ReplayBuffer> history_ ORVENTA_GUARDED_BY(lock_);
   Mp4VideoTrack video_ ORVENTA_GUARDED_BY(lock_);
+  std::vector<SoundHistory> sound_ ORVENTA_GUARDED_BY(lock_);
   TimelineNotes notes_ ORVENTA_GUARDED_BY(lock_);
 };
 

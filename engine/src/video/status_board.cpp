@@ -26,10 +26,12 @@ EngineSnapshot StatusBoard::Read(uint64_t now_ns) const {
     copy = record_;
   }
   copy.capturing = IsCapturing(now_ns);
+  copy.microphone_drops = sound_levels_.drops();
   return copy;
 }
 
 void StatusBoard::ClearLive() {
+  sound_levels_.Clear();
   Update([](EngineSnapshot& record) {
     record.width = record.height = record.fps = 0;
     record.source_width = record.source_height = 0;
@@ -38,6 +40,9 @@ void StatusBoard::ClearLive() {
     record.rate_control.clear();
     record.codec.clear();
     record.ten_bit = record.hdr = record.hdr_output = false;
+    record.microphone = false;
+    record.microphone_trouble.clear();
+    record.sound_devices.reset();
   });
 }
 

@@ -7,6 +7,7 @@
 
 #include "base/mutex.h"
 #include "video/replay_engine.h"
+#include "video/sound_levels.h"
 
 namespace orventa {
 
@@ -34,6 +35,9 @@ class StatusBoard {
   // Sets how far apart packets are.
   void SetFrameInterval(uint64_t interval_ns) { interval_ns_ = interval_ns; }
 
+  SoundLevels& sound_levels() { return sound_levels_; }
+  const SoundLevels& sound_levels() const { return sound_levels_; }
+
   // What only a running pipeline has.
   void ClearLive();
   void ClearTarget();
@@ -47,6 +51,7 @@ class StatusBoard {
   std::atomic<uint64_t> newest_pts_ = 0;
   std::atomic<uint64_t> newest_packet_at_ns_ = kNoPacket;  // steady clock
   std::atomic<uint64_t> interval_ns_ = 0;
+  SoundLevels sound_levels_;
 };
 
 }  // namespace orventa

@@ -20,6 +20,7 @@ struct FoundTarget {
   std::string display;          // a display's lasting name; empty for a window
   std::string description;      // for people: title, or display name and size
   std::string path;             // the program file; empty when unknown
+  uint32_t pid = 0;             // of a window's process; 0: unknown
   size_t list_index = 0;        // place in the game list; a lower one wins
   bool any_game = false;        // chosen because it looks like a game
   bool record_session = false;  // its whole session is to be recorded
