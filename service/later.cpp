@@ -79,7 +79,7 @@ void StopInputOverlay(ServiceState&) {}
 void WarnOfUnheardInput(ServiceState&) {}
 void NoteDisplays(ServiceState&) {}
 void RaiseGraphicsPriority(ServiceState&) {}
-void WatchCameraAndMicrophone(ServiceState&) {}
+void WatchCamera(ServiceState&) {}
 void ListUnfinishedRecordings(ServiceState&) {}
 void RepairRecordings(ServiceState&) {}
 void StartRepairPass(ServiceState&) {}

@@ -95,10 +95,10 @@ void ConnectInputOverlay(ServiceState& state);
 void StopInputOverlay(ServiceState& state);
 void WarnOfUnheardInput(ServiceState& state);
 
-// Displays, graphics priority, camera and microphone news.
+// Displays, graphics priority, camera news.
 void NoteDisplays(ServiceState& state);
 void RaiseGraphicsPriority(ServiceState& state);
-void WatchCameraAndMicrophone(ServiceState& state);
+void WatchCamera(ServiceState& state);
 
 // Recordings: their repair and what the user hears of them.
 void ListUnfinishedRecordings(ServiceState& state);

@@ -9,6 +9,7 @@
 #include "service/later.h"
 #include "service/service_state.h"
 #include "service/settings_reload.h"
+#include "service/sound_news.h"
 
 namespace orventa {
 namespace {
@@ -38,13 +39,16 @@ void TellReplayDiskFailed(ServiceState& state, bool failed) {
 }
 
 void WatchEngineNews(ServiceState& state) {
-  WatchCameraAndMicrophone(state);
-  const uint32_t resets = state.engine->GetStatus().history_resets;
+  const EngineSnapshot snapshot = state.engine->GetStatus();
+  WatchCamera(state);
+  WatchMicrophone(state, snapshot);
+  const uint32_t resets = snapshot.history_resets;
   if (resets != std::exchange(state.seen.history_resets, resets)) {
     LogInfo("replay restarted: the new settings cleared it");
     ShowNotification(state, NoticeKind::BufferPaused, "Replay restarted",
                      "The new settings cleared the replay.");
   }
+  TellSoundDevices(state, snapshot);
   WatchRecordings(state);
 }
 

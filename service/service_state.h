@@ -60,6 +60,10 @@ struct SeenByPass {
   bool drive_nearly_full = false;
   bool replay_disk_failed = false;
   uint32_t history_resets = 0;
+  std::string microphone_trouble;
+  std::string microphone_told;      // the trouble that the user heard of last
+  uint64_t microphone_told_ns = 0;  // steady clock
+  uint32_t sound_stint = 0;         // the newest device that the log knows of
   uint32_t ticks = 0;
 };
 

@@ -56,6 +56,14 @@ void AddNotices(Lines& lines, ServiceState& state) {
   lines.Add("notice", newest.detail.empty() ? newest.title : newest.title + "\n" + newest.detail);
 }
 
+void AddSound(Lines& lines, const EngineSnapshot& snapshot, const EngineLevels& levels) {
+  lines.Add("microphone", snapshot.microphone);
+  lines.Add("microphone_trouble", snapshot.microphone_trouble);
+  lines.Add("system_level", levels.system);
+  lines.Add("microphone_level", levels.microphone);
+  lines.Add("microphone_drops", snapshot.microphone_drops);
+}
+
 void AddPicture(Lines& lines, const EngineSnapshot& snapshot) {
   lines.Add("running", snapshot.running);
   lines.Add("capturing", snapshot.capturing);
@@ -74,6 +82,9 @@ void AddPicture(Lines& lines, const EngineSnapshot& snapshot) {
   lines.Add("max_bitrate_kbps", snapshot.max_bitrate_kbps);
   lines.Add("rate_control", snapshot.rate_control);
   lines.Add("codec", snapshot.codec);
+}
+
+void AddEncoder(Lines& lines, const EngineSnapshot& snapshot) {
   lines.Add("encoder_in_flight_max", snapshot.encoder_in_flight_max);
   lines.Add("hdr", snapshot.hdr);
   lines.Add("hdr_output", snapshot.hdr_output);
@@ -121,6 +132,8 @@ std::string StatusLines(ServiceState& state) {
   Lines lines;
   AddNotices(lines, state);
   AddPicture(lines, snapshot);
+  AddSound(lines, snapshot, state.engine->Levels());
+  AddEncoder(lines, snapshot);
   AddReplay(lines, state, snapshot);
   AddHealth(lines, state, snapshot);
   return lines.Take();

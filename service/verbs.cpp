@@ -29,6 +29,17 @@ std::string Stats(ServiceState& state, const ChannelRequest&) {
   return "OK\n" + StatusLines(state);
 }
 
+// Asked many times a second while a window shows meters.
+std::string Levels(ServiceState& state, const ChannelRequest& request) {
+  const EngineLevels levels = state.engine->Levels();
+  std::string answer = Format("OK\nsystem_level=%.4f\n", static_cast<double>(levels.system));
+  if (request.argument == "microphone") {
+    answer += Format("microphone_level=%.4f\n", static_cast<double>(levels.microphone));
+  }
+  return answer + Format("microphone_open=%d\nnotice_seq=%llu\n", levels.microphone_open ? 1 : 0,
+                         static_cast<unsigned long long>(state.notices.NewestSeq()));
+}
+
 std::string PostCommand(ServiceState& state, TrayCommand command) {
   if (!state.loop->Post(
           {static_cast<uint32_t>(ServiceMessage::Command), static_cast<uint64_t>(command), {}})) {
@@ -73,6 +84,7 @@ struct VerbRow {
 constexpr std::array kVerbs = {
     VerbRow{"HELLO", Hello},
     VerbRow{"STATS", Stats},
+    VerbRow{"LEVELS", Levels},
     VerbRow{"GET_CONFIG", GetConfig},
     VerbRow{"SET_CONFIG", SetConfig, NeedsMainThread::No, WritesSettings::Yes},
     VerbRow{"GET_GAMELIST", GetGameList},

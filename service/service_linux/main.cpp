@@ -10,6 +10,7 @@
 #include "service/channel/channel.h"
 #include "service/service.h"
 #include "service/service_linux/linux_platform.h"
+#include "sound/sound_linux/sound_linux.h"
 #include "video/engine.h"
 #include "video/game_finder.h"
 #include "video/video_linux/video_linux.h"
@@ -26,6 +27,7 @@ int main(int argument_count, char** argument_values) {
 
   // What the engine stands on; made when it is.
   const std::unique_ptr<IKnownGames> known_games = MakeKnownGames(*clock, folders);
+  const std::unique_ptr<ISoundSources> sound = MakeLinuxSound(*clock);
   std::unique_ptr<IGraphics> graphics;
   std::unique_ptr<IDesktopView> view;
   std::unique_ptr<GameFinder> finder;
@@ -34,8 +36,8 @@ int main(int argument_count, char** argument_values) {
     graphics = MakeLinuxGraphics(*clock);
     view = MakeLinuxDesktopView(*clock, *known_games);
     finder = std::make_unique<GameFinder>(*view);
-    engine = MakeEngine(EnginePlatform{*clock, *graphics, *finder, *view, backends}, folders,
-                        config, game_list);
+    engine = MakeEngine(EnginePlatform{*clock, *graphics, *finder, *view, backends, sound.get()},
+                        folders, config, game_list);
     return Status::Ok();
   };
 

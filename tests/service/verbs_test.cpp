@@ -22,9 +22,39 @@ TEST(Verbs, AnswerAsTheirRowsSay) {
   EXPECT_EQ(answers, (std::vector<std::string>{"OK\nprotocol=1\nname=ORVENTA\nnotice_seq=1\n", "OK",
                                                "OK", "ERR InvalidArgument unknown verb: save",
                                                "ERR InvalidArgument unknown verb: ",
-                                               "ERR InvalidArgument unknown verb: LEVELS", "OK"}));
+                                               "OK\nsystem_level=0.5000\nmicrophone_open=1\n"
+                                               "notice_seq=1\n",
+                                               "OK"}));
   EXPECT_EQ(saves, 2U);
   EXPECT_EQ(platform.LogCount("exit: clean, after 0 s"), 1U);
+}
+
+TEST(Verbs, SoundNewsAreToldOnce) {
+  FakePlatform platform;
+  const auto set = [&](uint32_t at_ms, const char* trouble, uint32_t newest) {
+    platform.After(at_ms, [&platform, trouble, newest] {
+      std::vector<DeviceStint> stints(1, {"Speakers", 0, "start", 1});
+      if (newest > 1) stints.push_back({"Headphones", 3'723'004, "default changed", newest});
+      platform.engine->ChangeStatus([&](EngineSnapshot& status) {
+        status.microphone_trouble = trouble;
+        status.sound_devices = std::make_shared<const std::vector<DeviceStint>>(std::move(stints));
+      });
+    });
+  };
+  set(100, "busy", 1);
+  set(1500, "", 1);
+  set(2500, "busy", 1);  // too soon to be told again
+  set(3500, "failed", 7);
+  std::string notice;
+  platform.After(7000, [&] { notice = platform.Stat("notice"); });
+  platform.CloseAfter(8000);
+  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.LogCount("sound: the microphone is left out: busy"), 1U);
+  EXPECT_EQ(notice,
+            "The microphone could not be opened, so this game is being recorded without it.");
+  EXPECT_EQ(platform.LogCount("sound: now on Speakers (start, opened 00:00:00.000)"), 1U);
+  EXPECT_EQ(platform.LogCount("sound: now on Headphones (default changed, opened 01:02:03.004)"),
+            1U);
 }
 
 TEST(Verbs, TheDeckHasNoneYet) {
@@ -106,6 +136,9 @@ TEST(Verbs, StatsKeepsOneLineAKeyInItsOrder) {
                            "recording_seconds=0.00\n",
                            "width=1920\n",
                            "encoder_backend=x264\n",
+                           "microphone_trouble=\n",
+                           "system_level=0.50\n",
+                           "microphone_level=0.25\n",
                            "hdr=0\n",
                            "replay_seconds=0\n",
                            "clip_seconds=0\n",
