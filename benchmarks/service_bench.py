@@ -1,6 +1,7 @@
-"""Measurements of the whole service on a private desktop: what it costs while it waits, and
-what recording costs beside ffmpeg's own screen grabber with the same encoder, preset and rate.
-Prints "row value" lines. usage: service_bench.py --bin FOLDER [idle] [e2e]"""
+"""Measurements of the whole service on a private desktop: what it costs while it waits,
+what recording costs beside ffmpeg's own screen grabber with the same encoder, preset and rate,
+and how far what is heard lies from what is seen.
+Prints "row value" lines. usage: service_bench.py --bin FOLDER [idle] [e2e] [offset]"""
 
 import argparse
 import os
@@ -10,8 +11,11 @@ import subprocess
 import sys
 import time
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "scripts"))
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.join(HERE, "..", "scripts"))
+sys.path.insert(0, os.path.join(HERE, "..", "tests", "end_to_end"))
 from desktop import Desktop, record  # noqa: E402
+import flashes  # noqa: E402
 
 TICKS = os.sysconf("SC_CLK_TCK")
 SECONDS = 20
@@ -86,12 +90,29 @@ def e2e(options):
         print(f"e2e.cpu_vs_ffmpeg {statistics.median(pairs):.3f}", flush=True)
 
 
+def offset(options):
+    fps, wanted, size = 60, 60, "640x360"
+    with Desktop(options.bin, size=size, sound=True) as desktop:
+        told = flashes.start_game(desktop, size)
+        # Some flashes fall into a hole of the picture or are shown late by the game.
+        seconds = wanted * 3 // 2
+        desktop.start_service(settings={
+            "video.fps": fps, "video.codec": "h264", "video.preset_h264": PRESET,
+            "replay.duration_seconds": seconds})
+        record(desktop, seconds)
+        found = flashes.offsets_ms(desktop.save(), options.bin, fps, told)[-wanted:]
+        desktop.stop_service()
+        assert len(found) == wanted, f"only {len(found)} flashes could be measured"
+        print(f"sound.offset_mean_ms {abs(statistics.fmean(found)):.3f}")
+        print(f"sound.offset_worst_ms {max(map(abs, found)):.3f}", flush=True)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--bin", required=True)
     parser.add_argument("groups", nargs="*")
     options = parser.parse_args()
-    for name, measure in (("idle", idle), ("e2e", e2e)):
+    for name, measure in (("idle", idle), ("e2e", e2e), ("offset", offset)):
         if not options.groups or name in options.groups:
             measure(options)
 

@@ -1,9 +1,12 @@
 """A private desktop for demonstrations, end-to-end tests and benchmarks: an X server
-of its own, folders of its own, the demo game and the service. Nothing of the user's
-is touched. Every wait is for a condition, with a deadline that says what was missing.
+of its own, a sound server of its own that nobody hears where it is asked for, folders of
+its own, the demo game and the service. Nothing of the user's is touched. Every wait is
+for a condition, with a deadline that says what was missing.
 """
 
+import array
 import contextlib
+import math
 import os
 import shutil
 import signal
@@ -28,12 +31,14 @@ def wait_for(what, condition, seconds=20.0, step=0.05):
 
 
 class Desktop:
-    def __init__(self, bin_folder, size="1280x720"):
+    def __init__(self, bin_folder, size="1280x720", sound=False):
         self.bin = os.path.abspath(bin_folder)
         self.size = size
         self.folder = tempfile.mkdtemp(prefix="orventa-desktop-")
         self.display = None
         self._xvfb = None
+        self._pulse = None
+        self._wants_sound = sound
         self._processes = []
         self.env = dict(os.environ)
         self.env.pop("DISPLAY", None)
@@ -43,12 +48,17 @@ class Desktop:
             path = os.path.join(self.folder, part)
             os.mkdir(path, 0o700)
             self.env[name] = path
+        # Where no server is started, none is found.
+        self._sound_socket = os.path.join(self.env["XDG_RUNTIME_DIR"], "sound")
+        self.env["PULSE_SERVER"] = "unix:" + self._sound_socket
         self.videos = os.path.join(self.env["HOME"], "Videos", "ORVENTA")
         self.log_path = os.path.join(self.env["XDG_CONFIG_HOME"], "ORVENTA", "ORVENTA.log")
 
     def __enter__(self):
         try:
             self.start_display()
+            if self._wants_sound:
+                self.start_sound()
         except BaseException:
             self.close()
             raise
@@ -60,8 +70,9 @@ class Desktop:
     def close(self):
         for process in reversed(self._processes):
             self.end(process)
-        if self._xvfb:
-            self.end(self._xvfb)
+        for server in (self._pulse, self._xvfb):
+            if server:
+                self.end(server)
         shutil.rmtree(self.folder, ignore_errors=True)
 
     def end(self, process, sig=signal.SIGTERM):
@@ -98,6 +109,48 @@ class Desktop:
 
     def kill_display(self):
         self.end(self._xvfb, signal.SIGKILL)
+
+    def start_sound(self):
+        """Starts the sound server, or another one in a dead one's place: an output
+        "speakers", and an input "microphone" that hears what is played to "room"."""
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink(self._sound_socket)
+        modules = [f"module-native-protocol-unix auth-anonymous=1 socket={self._sound_socket}",
+                   "module-null-sink sink_name=speakers rate=48000",
+                   "module-null-sink sink_name=room rate=48000",
+                   "module-remap-source source_name=microphone master=room.monitor"]
+        self._pulse = subprocess.Popen(
+            ["pulseaudio", "-n", "--daemonize=no", "--use-pid-file=no", "--exit-idle-time=-1",
+             "--realtime=no", "--high-priority=no", *(w for m in modules for w in ("-L", m))],
+            env=self.env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_for("the sound server", lambda: subprocess.run(
+            ["pactl", "info"], env=self.env, stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL, check=False).returncode == 0)
+
+    def kill_sound(self):
+        self.end(self._pulse, signal.SIGKILL)
+
+    def pactl(self, *words):
+        return subprocess.run(["pactl", *words], env=self.env, capture_output=True, text=True,
+                              timeout=30, check=True).stdout.strip()
+
+    def play_tone(self, hz, output, left_only=False):
+        """A program that plays a steady tone of half the greatest loudness."""
+        rate, path = 48000, os.path.join(self.folder, f"tone-{hz}-{left_only}")
+        # A second of it holds whole waves, so it can go round and round.
+        samples = array.array("h")
+        for i in range(rate):
+            value = round(16384 * math.sin(2 * math.pi * hz * i / rate))
+            samples.extend((value, 0 if left_only else value))
+        with open(path, "wb") as file:
+            for _ in range(120):
+                samples.tofile(file)
+        player = subprocess.Popen(
+            ["pacat", "--playback", "--raw", "--format=s16le", "--channels=2", f"--rate={rate}",
+             "--latency-msec=50", f"--device={output}", path],
+            env=self.env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self._processes.append(player)
+        return player
 
     def start(self, program, *arguments, env=None, output=None):
         process = subprocess.Popen(

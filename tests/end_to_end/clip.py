@@ -47,8 +47,9 @@ def decode_errors(path):
     return done.stderr.strip() or ("" if done.returncode == 0 else f"exit {done.returncode}")
 
 
-def frame_numbers(path, bin_folder):
-    """The frame number in each decoded picture; None where it cannot be read."""
+def read_pictures(path, bin_folder):
+    """Of each decoded picture the words that the bar code's reader has for it: the frame's
+    number or why there is none, and "flash" or "-"."""
     stream = next(s for s in probe(path)["streams"] if s["codec_type"] == "video")
     decode = subprocess.Popen(
         ["ffmpeg", "-nostdin", "-v", "error", "-i", path, "-vsync", "passthrough",
@@ -59,5 +60,9 @@ def frame_numbers(path, bin_folder):
         stdin=decode.stdout, capture_output=True, text=True, check=True)
     decode.stdout.close()
     assert decode.wait() == 0
-    words = [line.split()[0] for line in done.stdout.splitlines() if line.strip()]
-    return [int(word) if word.isdigit() else None for word in words]
+    return [tuple(line.split()) for line in done.stdout.splitlines() if line.strip()]
+
+
+def frame_numbers(path, bin_folder):
+    """The frame number in each decoded picture; None where it cannot be read."""
+    return [int(word) if word.isdigit() else None for word, _ in read_pictures(path, bin_folder)]

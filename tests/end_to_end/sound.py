@@ -1,0 +1,171 @@
+"""End-to-end tests of sound: the real service with a private sound server, where the demo
+game's tone must be heard with its flash, devices come and go, and tracks are judged by
+ffprobe and by what is heard in them.
+
+usage: sound.py --bin FOLDER [NAME...]      runs all tests, or those whose name contains NAME
+"""
+
+import os
+import statistics
+import sys
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.join(HERE, "..", "..", "scripts"))
+sys.path.insert(0, HERE)
+from desktop import Desktop, record  # noqa: E402
+import clip as clips  # noqa: E402
+import flashes  # noqa: E402
+import run  # noqa: E402
+
+SIZE = "640x360"
+TONE = 440    # a program beside the game
+VOICE = 620   # into the microphone
+HEARD = 0.2   # at the least, of a tone that plays at 0.5
+UNHEARD = 0.01
+TESTS = []
+
+
+def test(function):
+    TESTS.append(function)
+    return function
+
+
+def settings(seconds, fps=30, **more):
+    values = {"video.fps": fps, "replay.duration_seconds": seconds,
+              "video.preset_h264": "superfast", "video.codec": "h264"}
+    values.update({key.replace("__", "."): value for key, value in more.items()})
+    return values
+
+
+def wait_until_heard(desktop, meter="system_level"):
+    desktop.wait_stats(f"{meter} above nothing", lambda s: float(s.get(meter) or 0) > 0.1)
+
+
+def sound_streams(path):
+    """The sound tracks of a clip that plays without a word, as long as its picture."""
+    errors = clips.decode_errors(path)
+    assert not errors, errors
+    streams = clips.probe(path)["streams"]
+    picture = next(s for s in streams if s["codec_type"] == "video")
+    sounds = [s for s in streams if s["codec_type"] == "audio"]
+    for stream in sounds:
+        assert stream["codec_name"] == "aac" and stream["sample_rate"] == "48000", stream
+        difference = float(stream["duration"]) - float(picture["duration"])
+        assert abs(difference) <= 0.1, f"sound is {difference:.3f} s longer than the picture"
+    return sounds
+
+
+@test
+def a_tone_is_heard_as_its_flash_is_seen(options):
+    with Desktop(options.bin, size=SIZE, sound=True) as desktop:
+        told = flashes.start_game(desktop, SIZE)
+        desktop.start_service(settings=settings(20, fps=60))
+        record(desktop, 20)
+        path = desktop.save()
+        desktop.stop_service()
+        sound_streams(path)
+        offsets = flashes.offsets_ms(path, options.bin, 60, told)
+        mean = statistics.fmean(offsets) if offsets else 0
+        print(f"    {len(offsets)} flashes, tone after flash: mean {mean:.2f} ms, "
+              f"{min(offsets, default=0):.2f} to {max(offsets, default=0):.2f}")
+        assert len(offsets) >= 8, f"{len(offsets)} flashes could be measured"
+        assert abs(mean) <= 5 and max(map(abs, offsets)) <= 15, offsets
+
+
+@test
+def devices_and_servers_come_and_go_in_one_unbroken_track(options):
+    with Desktop(options.bin, size=SIZE, sound=True) as desktop:
+        desktop.start_game(fps=30)
+        desktop.start_service(settings=settings(60))
+        record(desktop, 1)
+
+        def a_stretch(name):
+            """Sound that is heard, for a while; the second of the recording when it was."""
+            wait_until_heard(desktop)
+            time.sleep(2.5)  # two tones at the least lie in the stretch
+            return name, float(desktop.stats()["buffered_seconds"])
+        stretches = [a_stretch("speakers")]
+        headset = desktop.pactl("load-module", "module-null-sink", "sink_name=headset",
+                                "rate=44100")
+        desktop.pactl("set-default-sink", "headset")
+        stretches.append(a_stretch("headset"))
+        desktop.pactl("unload-module", headset)
+        stretches.append(a_stretch("speakers again"))
+        desktop.kill_sound()
+        time.sleep(2)  # a stretch without any sound server
+        desktop.start_sound()
+        stretches.append(a_stretch("another server"))
+        path = desktop.save()
+        desktop.stop_service()
+
+        assert len(sound_streams(path)) == 1
+        tones = flashes.beeps(flashes.sound(path))
+        for name, end in stretches:
+            assert any(end - 3 < tone < end for tone in tones), f"{name}: {end} {tones}"
+        assert "default changed" in desktop.log() and "(lost)" in desktop.log(), desktop.log()
+
+
+@test
+def tracks_hold_what_they_are_for(options):
+    cases = {
+        "mixed": ({}, [(2, True, True)]),
+        "separate": ({"audio__separate_tracks": "true"}, [(2, True, False), (2, False, True)]),
+        "voice": ({"captions__enabled": "true", "captions__from": "voice"},
+                  [(2, True, True), (1, False, True)]),
+    }
+    with Desktop(options.bin, size=SIZE, sound=True) as desktop:
+        desktop.start_game(fps=30)
+        desktop.play_tone(TONE, "speakers")
+        desktop.play_tone(VOICE, "room", left_only=True)
+        for name, (more, tracks) in cases.items():
+            desktop.start_service(settings=settings(
+                4, audio__microphone="true", audio__microphone_mono="true", **more))
+            wait_until_heard(desktop)
+            wait_until_heard(desktop, "microphone_level")
+            time.sleep(4)  # past what was recorded before both were heard
+            record(desktop, 4)
+            path = desktop.save()
+            desktop.stop_service()
+            streams = sound_streams(path)
+            assert [s["channels"] for s in streams] == [t[0] for t in tracks], (name, streams)
+            for number, (_, game, voice) in enumerate(tracks):
+                for channel in range(tracks[number][0]):
+                    samples = flashes.sound(path, number, channel)
+                    for hz, wanted in ((TONE, game), (VOICE, voice)):
+                        heard = flashes.level(samples, hz, 1, 2)
+                        assert heard > HEARD if wanted else heard < UNHEARD, \
+                            f"{name}, track {number}, channel {channel}: {hz} Hz at {heard:.3f}"
+
+
+@test
+def the_game_alone_is_heard_when_that_is_asked_for(options):
+    with Desktop(options.bin, size=SIZE, sound=True) as desktop:
+        desktop.start_game(fps=30, title="Falling Blocks")
+        desktop.play_tone(TONE, "speakers")
+        desktop.start_service("--window", "falling blocks", settings=settings(
+            6, audio__capture_from_app="true"))
+        record(desktop, 1)
+        wait_until_heard(desktop)
+        record(desktop, 6)
+        samples = flashes.sound(desktop.save())
+        desktop.stop_service()
+        assert flashes.level(samples, TONE) < UNHEARD
+        assert len(flashes.beeps(samples)) >= 3
+
+
+@test
+def without_a_sound_server_the_picture_has_a_silent_track(options):
+    with Desktop(options.bin, size=SIZE) as desktop:
+        desktop.start_game(fps=30)
+        desktop.start_service(settings=settings(3, audio__microphone="true"))
+        record(desktop, 3)
+        assert desktop.stats()["microphone_trouble"] == "not_found", desktop.stats()
+        path = desktop.save()
+        desktop.stop_service()
+        assert len(sound_streams(path)) == 1
+        assert not any(flashes.sound(path))
+
+
+if __name__ == "__main__":
+    sys.exit(run.main(TESTS, "sound", __doc__))
