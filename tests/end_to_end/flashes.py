@@ -4,6 +4,7 @@ begins to be heard as its flash is shown."""
 import array
 import math
 import os
+import statistics
 import subprocess
 import sys
 
@@ -32,12 +33,17 @@ def sound(path, track=0, channel=None):
 
 
 def level(samples, hz, begin=0.0, end=None):
-    """The amplitude of one frequency between two times, 1 being the greatest there is."""
+    """The amplitude of one frequency between two times, 1 being the greatest there is: the
+    median of tenths of a second, for over a longer time devices' clocks shift its phase."""
     part = samples[round(begin * RATE):None if end is None else round(end * RATE)]
-    turn = 2 * math.pi * hz / RATE
-    real = sum(s * math.cos(turn * i) for i, s in enumerate(part))
-    imaginary = sum(s * math.sin(turn * i) for i, s in enumerate(part))
-    return 2 * math.hypot(real, imaginary) / max(len(part), 1) / 32768
+    tenth, turn = RATE // 10, 2 * math.pi * hz / RATE
+    wave = [(math.cos(turn * i), math.sin(turn * i)) for i in range(tenth)]
+    levels = []
+    for at in range(0, len(part) - tenth + 1, tenth):
+        real = sum(s * c for s, (c, _) in zip(part[at:at + tenth], wave))
+        imaginary = sum(s * c for s, (_, c) in zip(part[at:at + tenth], wave))
+        levels.append(2 * math.hypot(real, imaginary) / tenth / 32768)
+    return statistics.median(levels)
 
 
 def beeps(samples):
