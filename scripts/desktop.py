@@ -15,6 +15,9 @@ import tempfile
 import time
 
 
+MICROPHONE = "module-remap-source source_name=microphone master=room.monitor"
+
+
 class Trouble(Exception):
     """What did not happen in time, or a process that ended when it should not."""
 
@@ -118,7 +121,7 @@ class Desktop:
         modules = [f"module-native-protocol-unix auth-anonymous=1 socket={self._sound_socket}",
                    "module-null-sink sink_name=speakers rate=48000",
                    "module-null-sink sink_name=room rate=48000",
-                   "module-remap-source source_name=microphone master=room.monitor"]
+                   MICROPHONE]
         self._pulse = subprocess.Popen(
             ["pulseaudio", "-n", "--daemonize=no", "--use-pid-file=no", "--exit-idle-time=-1",
              "--realtime=no", "--high-priority=no", *(w for m in modules for w in ("-L", m))],

@@ -13,7 +13,7 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "..", "scripts"))
 sys.path.insert(0, HERE)
-from desktop import Desktop, record  # noqa: E402
+from desktop import MICROPHONE, Desktop, record  # noqa: E402
 import clip as clips  # noqa: E402
 import flashes  # noqa: E402
 import run  # noqa: E402
@@ -74,17 +74,22 @@ def a_tone_is_heard_as_its_flash_is_seen(options):
 
 
 @test
-def devices_and_servers_come_and_go_in_one_unbroken_track(options):
+def devices_and_servers_come_and_go_in_unbroken_tracks(options):
     with Desktop(options.bin, size=SIZE, sound=True) as desktop:
         desktop.start_game(fps=30)
-        desktop.start_service(settings=settings(60))
+        desktop.play_tone(VOICE, "room")
+        began = time.monotonic()
+        desktop.start_service(settings=settings(90, audio__microphone="true",
+                                                audio__separate_tracks="true"))
         record(desktop, 1)
 
-        def a_stretch(name):
+        def a_stretch(name, microphone=True):
             """Sound that is heard, for a while; the second of the recording when it was."""
             wait_until_heard(desktop)
+            if microphone:
+                wait_until_heard(desktop, "microphone_level")
             time.sleep(2.5)  # two tones at the least lie in the stretch
-            return name, float(desktop.stats()["buffered_seconds"])
+            return name, microphone, float(desktop.stats()["buffered_seconds"])
         stretches = [a_stretch("speakers")]
         headset = desktop.pactl("load-module", "module-null-sink", "sink_name=headset",
                                 "rate=44100")
@@ -92,17 +97,30 @@ def devices_and_servers_come_and_go_in_one_unbroken_track(options):
         stretches.append(a_stretch("headset"))
         desktop.pactl("unload-module", headset)
         stretches.append(a_stretch("speakers again"))
+        desktop.pactl("unload-module", "module-remap-source")
+        desktop.wait_stats("no microphone", lambda s: s["microphone_trouble"] == "not_found")
+        stretches.append(a_stretch("no microphone", microphone=False))
+        desktop.pactl("load-module", *MICROPHONE.split())
+        desktop.wait_stats("a microphone", lambda s: s["microphone_trouble"] == "")
+        stretches.append(a_stretch("a microphone again"))
         desktop.kill_sound()
         time.sleep(2)  # a stretch without any sound server
         desktop.start_sound()
+        desktop.play_tone(VOICE, "room")
         stretches.append(a_stretch("another server"))
+        stats, lasted = desktop.stats(), time.monotonic() - began
         path = desktop.save()
         desktop.stop_service()
 
-        assert len(sound_streams(path)) == 1
+        assert len(sound_streams(path)) == 2
+        assert lasted - 3 < float(stats["buffered_seconds"]) <= lasted, (lasted, stats)
+        assert (stats["restarts"], stats["history_resets"]) == ("0", "0"), stats
         tones = flashes.beeps(flashes.sound(path))
-        for name, end in stretches:
+        voice = flashes.sound(path, 1)
+        for name, microphone, end in stretches:
             assert any(end - 3 < tone < end for tone in tones), f"{name}: {end} {tones}"
+            heard = flashes.level(voice, VOICE, end - 1.5, end - 0.5)
+            assert heard > HEARD if microphone else heard < UNHEARD, f"{name}: {heard}"
         assert "default changed" in desktop.log() and "(lost)" in desktop.log(), desktop.log()
 
 
@@ -139,19 +157,52 @@ def tracks_hold_what_they_are_for(options):
 
 
 @test
-def the_game_alone_is_heard_when_that_is_asked_for(options):
+def settings_are_taken_over_while_it_records(options):
+    with Desktop(options.bin, size=SIZE, sound=True) as desktop:
+        desktop.start_game(fps=30)
+        desktop.play_tone(VOICE, "room")
+        desktop.start_service(settings=settings(60, audio__microphone="true",
+                                                audio__separate_tracks="true"))
+        ends = []
+        for key, value in ((None, None), ("push_to_talk", "true"), ("push_to_talk", "false"),
+                           ("microphone_volume", "50")):
+            if key:
+                desktop.ctl("set", f"audio.{key}={value}")
+            wait = record(desktop, ends[-1] + 4 if ends else 4)
+            ends.append(float(wait["buffered_seconds"]))
+        path = desktop.save()
+        desktop.stop_service()
+        assert len(sound_streams(path)) == 2
+        samples = flashes.sound(path, 1)
+        levels = [flashes.level(samples, VOICE, end - 1.5, end - 0.5) for end in ends]
+        for level, wanted in zip(levels, (0.5, 0, 0.5, 0.25)):
+            assert abs(level - wanted) < 0.02, levels
+        assert desktop.log().count("sound: microphone:") == 1, "it was not opened anew"
+
+
+@test
+def the_game_and_its_companions_are_heard_when_that_is_asked_for(options):
     with Desktop(options.bin, size=SIZE, sound=True) as desktop:
         desktop.start_game(fps=30, title="Falling Blocks")
-        desktop.play_tone(TONE, "speakers")
+        stranger = desktop.play_tone(TONE, "speakers")
         desktop.start_service("--window", "falling blocks", settings=settings(
-            6, audio__capture_from_app="true"))
+            60, audio__capture_from_app="true"))
         record(desktop, 1)
         wait_until_heard(desktop)
-        record(desktop, 6)
-        samples = flashes.sound(desktop.save())
+        alone = float(record(desktop, 6)["buffered_seconds"])
+        desktop.end(stranger)
+        desktop.ctl("set", "audio.apps=chat.exe, pacat")
+        record(desktop, alone + 3)
+        desktop.play_tone(VOICE, "speakers")  # a companion that begins later
+        record(desktop, alone + 9)
+        path = desktop.save()
         desktop.stop_service()
+        assert len(sound_streams(path)) == 1
+        samples = flashes.sound(path)
         assert flashes.level(samples, TONE) < UNHEARD
-        assert len(flashes.beeps(samples)) >= 3
+        assert flashes.level(samples, VOICE, end=alone) < UNHEARD
+        assert flashes.level(samples, VOICE, alone + 7, alone + 8.5) > HEARD
+        assert len([tone for tone in flashes.beeps(samples) if tone < alone]) >= 3
 
 
 @test
