@@ -41,6 +41,14 @@ bool BoxReader::Next(BoxView& box) {
   return true;
 }
 
+std::optional<BoxView> FindBox(std::span<const uint8_t> bytes, uint32_t type) {
+  BoxReader boxes(bytes);
+  for (BoxView box; boxes.Next(box);) {
+    if (box.type == type) return box;
+  }
+  return std::nullopt;
+}
+
 bool FileBoxReader::Next(FileBox& box) {
   uuid_found_ = false;
   if (position_ >= file_bytes_) return false;

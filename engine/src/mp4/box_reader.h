@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "base/files.h"
@@ -54,6 +55,9 @@ class BoxReader {
   std::span<const uint8_t> bytes_;
   size_t position_ = 0;
 };
+
+// The first child of a type; none when there is none.
+std::optional<BoxView> FindBox(std::span<const uint8_t> bytes, uint32_t type);
 
 // A box in a file.
 struct FileBox : BoxHead {

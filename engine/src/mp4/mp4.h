@@ -1,5 +1,6 @@
-// MP4 files of this system: clips written in one go, and recordings that survive a
-// crash. All integers in boxes are big-endian; docs/mp4.md shows the layout.
+// MP4 files of this system: clips written in one go, recordings that survive a
+// crash, and reading files back. All integers in boxes are big-endian; docs/mp4.md
+// shows the layout.
 //
 //   movie.h           what goes into a clip
 //   clip_plan.h       which packets become samples, and when each track starts
@@ -14,6 +15,10 @@
 //   box_reader.h      walks over boxes that come from outside
 //   configuration.h   avcC, hvcC, av1C; annexb.h: byte streams into samples
 //   buffered_file.h   large writes
+//   reader.h          Mp4Reader: what a file holds, a record for each sample
+//   moov_reader.h     its index: sample_table_reader.h (stbl), sample_entry_reader.h
+//                     (stsd), user_data_reader.h (udta)
+//   fragment_reader.h samples of files that were not finished
 #pragma once
 
 #include <string_view>

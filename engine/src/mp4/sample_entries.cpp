@@ -27,11 +27,9 @@ MasteringDisplayColourVolume Mastering(const Mp4VideoTrack& track) {
   const bool known = std::all_of(std::begin(track.chromaticity), std::end(track.chromaticity),
                                  [](float value) { return value > 0 && value < 1; });
   if (!known) return box;
-  // The track has red, green, blue, white; the box green, blue, red, white.
-  constexpr size_t kOrder[] = {2, 3, 4, 5, 0, 1, 6, 7};
   for (size_t i = 0; i < box.chromaticities.size(); ++i) {
-    box.chromaticities[i] =
-        static_cast<uint16_t>(FractionIn(track.chromaticity[kOrder[i]], kChromaticityParts));
+    box.chromaticities[i] = static_cast<uint16_t>(
+        FractionIn(track.chromaticity[kMasteringOrder[i]], kChromaticityParts));
   }
   return box;
 }

@@ -15,6 +15,10 @@ namespace orventa {
 inline constexpr size_t kVideoEntryBytes = 78;
 inline constexpr size_t kSoundEntryBytes = 28;
 
+// Which of a track's chromaticities stands where in mdcv: the track has red, green,
+// blue, white; the box green, blue, red, white.
+inline constexpr size_t kMasteringOrder[] = {2, 3, 4, 5, 0, 1, 6, 7};
+
 // The descriptors in an esds.
 enum class EsTag : uint8_t { Es = 3, DecoderConfig = 4, SpecificInfo = 5, SlConfig = 6 };
 inline constexpr uint8_t kAacObjectType = 0x40;
