@@ -5,14 +5,12 @@
 namespace orventa {
 namespace {
 
-constexpr uint32_t kDefaultBaseIsMoof = 0x020000;
 // Data offset, then duration, size and flags of every sample.
-constexpr uint32_t kTrunFlags = 0x000701;
+constexpr uint32_t kTrunFlags = kDataOffset | kSampleDuration | kSampleSize | kSampleFlags;
 // The same with a composition offset after them.
-constexpr uint32_t kTrunFlagsWithOffsets = 0x000F01;
+constexpr uint32_t kTrunFlagsWithOffsets = kTrunFlags | kSampleCompositionOffset;
 constexpr uint32_t kSyncSample = 0x02000000;   // depends on no other
 constexpr uint32_t kOtherSample = 0x01010000;  // depends on others, is no sync sample
-constexpr uint32_t kIsNoSync = 0x00010000;
 
 constexpr size_t kTagBytes = 4;
 
@@ -28,7 +26,7 @@ bool ReadSamples(ByteReader in, FragmentHead& out) {
   for (FragmentSample& sample : out.samples) {
     sample.duration = in.U32();
     sample.size = in.U32();
-    sample.sync = (in.U32() & kIsNoSync) == 0;
+    sample.sync = (in.U32() & kNonSyncSample) == 0;
     in.Skip(entry_bytes - 12);
   }
   return true;

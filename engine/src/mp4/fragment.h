@@ -12,6 +12,29 @@
 
 namespace orventa {
 
+// Of a sample's flags.
+inline constexpr uint32_t kNonSyncSample = 0x00010000;
+
+// tfhd
+enum TfhdFlag : uint32_t {
+  kBaseDataOffset = 0x1,
+  kSampleDescriptionIndex = 0x2,
+  kDefaultSampleDuration = 0x8,
+  kDefaultSampleSize = 0x10,
+  kDefaultSampleFlags = 0x20,
+  kDefaultBaseIsMoof = 0x20000,
+};
+
+// trun
+enum TrunFlag : uint32_t {
+  kDataOffset = 0x1,
+  kFirstSampleFlags = 0x4,
+  kSampleDuration = 0x100,
+  kSampleSize = 0x200,
+  kSampleFlags = 0x400,
+  kSampleCompositionOffset = 0x800,
+};
+
 struct FragmentSample {
   uint32_t size = 0;
   uint32_t duration = 0;  // in the track's timescale

@@ -4,6 +4,7 @@
 #include <bit>
 
 #include "mp4/box_reader.h"
+#include "mp4/fragment.h"
 
 namespace orventa {
 namespace {
@@ -14,27 +15,8 @@ constexpr uint64_t kMaxMoofBytes = 0x1000000;
 // One week.
 constexpr uint64_t kMaxFragmentsSeconds = 604800;
 
-// Bit 16 of a sample's flags.
-constexpr uint32_t kNonSyncSample = 0x10000;
-
-enum TfhdFlag : uint32_t {
-  kBaseDataOffset = 0x1,
-  kSampleDescriptionIndex = 0x2,
-  kDefaultSampleDuration = 0x8,
-  kDefaultSampleSize = 0x10,
-  kDefaultSampleFlags = 0x20,
-  kDefaultBaseIsMoof = 0x20000,
-};
-
-enum TrunFlag : uint32_t {
-  kDataOffset = 0x1,
-  kFirstSampleFlags = 0x4,
-  kSampleDuration = 0x100,
-  kSampleSize = 0x200,
-  kSampleFlags = 0x400,
-  kSampleCompositionOffset = 0x800,
-  kPerSample = kSampleDuration | kSampleSize | kSampleFlags | kSampleCompositionOffset,
-};
+constexpr uint32_t kPerSample =
+    kSampleDuration | kSampleSize | kSampleFlags | kSampleCompositionOffset;
 
 struct FragmentTrack {
   Mp4Samples* samples = nullptr;

@@ -211,18 +211,59 @@ class MoovReader {
   std::optional<WebcamMention> webcam_;
 };
 
-// The duration that more than half of all samples have; 0 when there is none.
-uint32_t UsualDuration(const std::vector<Mp4Sample>& samples) {
-  uint32_t candidate = 0;
+// How long samples are for the most part.
+struct UsualDuration {
+  uint32_t ticks = 0;  // the one that more than half of all samples have; 0: none
+  // Samples of that duration, or of one tick more or less, and their sum.
+  uint64_t near_samples = 0;
+  uint64_t near_ticks = 0;
+  // Some are a tick off, since the timescale cannot say a frame's length.
+  bool rounded = false;
+};
+
+UsualDuration FindUsualDuration(const std::vector<Mp4Sample>& samples) {
+  UsualDuration usual;
   uint64_t lead = 0;
   for (const Mp4Sample& sample : samples) {
-    if (lead == 0) candidate = sample.duration;
-    sample.duration == candidate ? ++lead : --lead;
+    if (lead == 0) usual.ticks = sample.duration;
+    sample.duration == usual.ticks ? ++lead : --lead;
   }
-  const auto times =
-      std::count_if(samples.begin(), samples.end(),
-                    [candidate](const Mp4Sample& sample) { return sample.duration == candidate; });
-  return static_cast<size_t>(times) > samples.size() / 2 ? candidate : 0;
+  uint64_t exact = 0;
+  for (const Mp4Sample& sample : samples) {
+    if (sample.duration == usual.ticks) ++exact;
+    if (sample.duration + uint64_t{1} < usual.ticks) continue;
+    if (sample.duration > usual.ticks + uint64_t{1}) continue;
+    ++usual.near_samples;
+    usual.near_ticks += sample.duration;
+  }
+  // One in ten: a single last sample of another length says nothing.
+  usual.rounded = (usual.near_samples - exact) * 10 > samples.size();
+  if (exact <= samples.size() / 2) usual.ticks = 0;
+  return usual;
+}
+
+struct Rate {
+  uint64_t num = 0;
+  uint64_t den = 0;
+};
+
+// A mean as whole frames, as whole ones by 1.001, or in thousandths.
+Rate NamedRate(double fps) {
+  constexpr uint32_t kParts = 1000;
+  constexpr double kLeast = 0.001;
+  constexpr double kMost = 1'000'000;
+  constexpr double kNtsc = 1.001;
+  const double told = std::clamp(fps, kLeast, kMost);
+  const double ntsc = std::round(told * kNtsc);
+  if (std::abs(told - std::round(told)) >= kLeast && std::abs(told - ntsc / kNtsc) < kLeast) {
+    return {static_cast<uint64_t>(ntsc) * kParts, kParts + 1};
+  }
+  return {static_cast<uint64_t>(std::llround(told * kParts)), kParts};
+}
+
+Rate MeanRate(uint64_t samples, uint64_t ticks, uint32_t timescale) {
+  if (ticks == 0) return {};
+  return NamedRate(static_cast<double>(samples) * timescale / static_cast<double>(ticks));
 }
 
 }  // namespace
@@ -232,23 +273,17 @@ Status ReadMoov(Bytes moov, SampleBudget& budget, ReadMoovResult& out) {
 }
 
 void FindRate(const Mp4Samples& samples, Mp4VideoTrack& track) {
-  // Of a mean rate, and the most that is told of one.
-  constexpr uint32_t kParts = 1000;
-  constexpr double kMaxFps = 1'000'000;
-  uint64_t num = samples.timescale;
-  uint64_t den = UsualDuration(samples.samples);
-  if (den == 0) {
-    const uint64_t duration = samples.Duration();
-    if (duration == 0) return;
-    const double mean = static_cast<double>(samples.samples.size()) * samples.timescale /
-                        static_cast<double>(duration);
-    num = static_cast<uint64_t>(std::llround(std::min(mean, kMaxFps) * kParts));
-    den = kParts;
+  const UsualDuration usual = FindUsualDuration(samples.samples);
+  Rate rate = {samples.timescale, usual.ticks};
+  if (usual.ticks == 0) {
+    rate = MeanRate(samples.samples.size(), samples.Duration(), samples.timescale);
+  } else if (usual.rounded) {
+    rate = MeanRate(usual.near_samples, usual.near_ticks, samples.timescale);
   }
-  if (num == 0) return;
-  const uint64_t common = std::gcd(num, den);
-  track.fps_num = static_cast<uint32_t>(num / common);
-  track.fps_den = static_cast<uint32_t>(den / common);
+  if (rate.num == 0 || rate.den == 0) return;
+  const uint64_t common = std::gcd(rate.num, rate.den);
+  track.fps_num = static_cast<uint32_t>(rate.num / common);
+  track.fps_den = static_cast<uint32_t>(rate.den / common);
 }
 
 }  // namespace orventa

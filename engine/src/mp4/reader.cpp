@@ -7,6 +7,7 @@
 #include "base/clock.h"
 #include "base/text.h"
 #include "mp4/box_reader.h"
+#include "mp4/failures.h"
 #include "mp4/fragment_reader.h"
 #include "mp4/moov_reader.h"
 
@@ -96,7 +97,7 @@ Status Mp4Reader::Open(std::string_view path, Fragments fragments) {
     if (!status.ok()) return status;
     contents_ = std::move(contents);
   } catch (const std::bad_alloc&) {
-    return {StatusCode::OutOfMemory, "out of memory"};
+    return OutOfMemoryFailure();
   }
   file_ = std::move(file);
   return Status::Ok();

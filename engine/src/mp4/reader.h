@@ -46,8 +46,9 @@ struct Mp4Samples {
 
 // What a file holds. Video is length-prefixed, with its sequence header put
 // together from the configuration record; the header is empty where that has none.
-// The rate is that of most samples, else the mean. Markers and events count from
-// the movie's start; their texts are as the file has them, UTF-8 or not.
+// The rate is that of most samples, or the mean where they differ or are rounded.
+// Markers and events count from the movie's start; their texts are as the file has
+// them, UTF-8 or not.
 struct Mp4Contents {
   Mp4Movie movie;  // without packets: these are the samples
   Mp4Samples video;
