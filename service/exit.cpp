@@ -4,6 +4,7 @@
 #include "service/channels.h"
 #include "service/event_save.h"
 #include "service/later.h"
+#include "service/recording_news.h"
 #include "service/saving.h"
 #include "service/service_state.h"
 
@@ -13,6 +14,7 @@ namespace {
 constexpr uint64_t kPollNs = 25 * kNsPerMs;
 constexpr uint64_t kSaveWaitNs = 15'000 * kNsPerMs;
 constexpr uint64_t kExportWaitNs = 10'000 * kNsPerMs;
+constexpr uint64_t kBackgroundWaitNs = 3'000 * kNsPerMs;
 constexpr uint64_t kSignOutSaveWaitNs = 60'000 * kNsPerMs;
 constexpr uint64_t kSignOutExportWaitNs = 2'000 * kNsPerMs;
 
@@ -48,6 +50,24 @@ bool FinishExport(ServiceState& state, uint64_t cancelled_ns) {
   return false;
 }
 
+bool LibraryIsWritten(ServiceState& state) {
+  return !state.library_work.IsIdle();
+}
+
+bool AnyBackgroundWork(ServiceState& state) {
+  return LibraryIsWritten(state) || !state.repair_work.IsIdle();
+}
+
+// A repair may be cut off at any time: it is done again.
+bool FinishBackgroundWork(ServiceState& state) {
+  state.repairs.stop = true;
+  if (WaitWhile(state, AnyBackgroundWork, state.clock.SteadyNs() + kBackgroundWaitNs)) return true;
+  LogWarning(state.library_work.IsIdle()
+                 ? "exiting while a recording is being repaired; the next start goes on with it"
+                 : "exiting while the library is being written; its newest lines are not kept");
+  return false;
+}
+
 void StopExport(ServiceState& state, const char* text) {
   if (!ExportRunning(state)) return;
   LogInfo("%s", text);
@@ -69,11 +89,15 @@ int ExitService(ServiceState& state) {
   const bool saves_finished = FinishSaves(state);
   const bool export_finished = FinishExport(state, cancelled_ns);
   state.engine->Stop();
+  TellFinishedRecordings(state);
+  const bool background_finished = FinishBackgroundWork(state);
   LogInfo(
       "exit: clean, after %llu s",
       static_cast<unsigned long long>((state.clock.SteadyNs() - state.started_ns) / kNsPerSecond));
   // A thread that still writes would hold every destructor up.
-  if (!saves_finished || !export_finished) state.platform.process.EndNow(0);
+  if (!saves_finished || !export_finished || !background_finished) {
+    state.platform.process.EndNow(0);
+  }
   PublishService(nullptr);
   return 0;
 }
@@ -88,6 +112,8 @@ void EndSession(ServiceState& state) {
   (void)WaitWhile(state, SaveInProgress, began_ns + kSignOutSaveWaitNs);
   (void)WaitWhile(state, ExportRunning, began_ns + kSignOutExportWaitNs);
   state.engine->Stop();
+  TellFinishedRecordings(state);
+  (void)WaitWhile(state, LibraryIsWritten, state.clock.SteadyNs() + kBackgroundWaitNs);
 }
 
 }  // namespace orventa

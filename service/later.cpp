@@ -50,10 +50,7 @@ void StartGameEvents(ServiceState&) {}
 void StopGameEvents(ServiceState&) {}
 void RestartGameIntegrations(ServiceState&) {}
 void CheckGameIntegrations(ServiceState&) {}
-void LoadLibrary(ServiceState&) {}
-void ForgetVanishedFiles(ServiceState&) {}
 void StartLibraryScan(ServiceState&) {}
-void RecordInLibrary(ServiceState&, const std::string&, const char*) {}
 void LinkFinishedMatch(ServiceState&, const std::string&) {}
 void CreateMenuWindow(ServiceState&) {}
 void AddTrayIcon(ServiceState&) {}
@@ -80,10 +77,6 @@ void WarnOfUnheardInput(ServiceState&) {}
 void NoteDisplays(ServiceState&) {}
 void RaiseGraphicsPriority(ServiceState&) {}
 void WatchCamera(ServiceState&) {}
-void ListUnfinishedRecordings(ServiceState&) {}
-void RepairRecordings(ServiceState&) {}
-void StartRepairPass(ServiceState&) {}
-void WatchRecordings(ServiceState&) {}
 void RunCleanupSchedule(ServiceState&) {}
 void RequestCleanup(ServiceState&) {}
 std::string WarnCleanupFolder(ServiceState&, const Config&, OutputKind) {

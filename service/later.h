@@ -60,11 +60,8 @@ void StopGameEvents(ServiceState& state);
 void RestartGameIntegrations(ServiceState& state);
 void CheckGameIntegrations(ServiceState& state);
 
-// Library. The last two run on the save thread.
-void LoadLibrary(ServiceState& state);
-void ForgetVanishedFiles(ServiceState& state);
+// The library's scan, and matches that a saved file shows; the second on the save thread.
 void StartLibraryScan(ServiceState& state);
-void RecordInLibrary(ServiceState& state, const std::string& path, const char* kind);
 void LinkFinishedMatch(ServiceState& state, const std::string& path);
 
 // Tray, status card and desktop notices.
@@ -99,12 +96,6 @@ void WarnOfUnheardInput(ServiceState& state);
 void NoteDisplays(ServiceState& state);
 void RaiseGraphicsPriority(ServiceState& state);
 void WatchCamera(ServiceState& state);
-
-// Recordings: their repair and what the user hears of them.
-void ListUnfinishedRecordings(ServiceState& state);
-void RepairRecordings(ServiceState& state);
-void StartRepairPass(ServiceState& state);
-void WatchRecordings(ServiceState& state);
 
 // Cleanup. The second asks for a run soon, if anything is to be cleaned up by age;
 // the third says why a kind's folder would not be cleaned up, on any thread.

@@ -10,6 +10,7 @@
 #include "service/exit.h"
 #include "service/later.h"
 #include "service/pass.h"
+#include "service/repair.h"
 #include "service/saving.h"
 #include "service/service_state.h"
 #include "service/settings_reload.h"
@@ -34,6 +35,11 @@ void OnHotkey(ServiceState& state, const Message& message) {
   RunHotkeyAction(state, static_cast<HotkeyAction>(message.value % 1000));
 }
 
+void OnRepair(ServiceState& state, const Message& message) {
+  const auto* findings = dynamic_cast<const RepairFindings*>(message.record.get());
+  if (findings != nullptr) OnRepairEnded(state, *findings);
+}
+
 struct MessageRow {
   ServiceMessage id;
   void (*handle)(ServiceState& state, const Message& message);
@@ -51,6 +57,7 @@ constexpr std::array kMessages = {
     MessageRow{ServiceMessage::EventSave, OnEventSave},
     MessageRow{ServiceMessage::ShutdownBlock,
                [](ServiceState& s, const Message& m) { SetShutdownBlock(s, m.value != 0); }},
+    MessageRow{ServiceMessage::RepairEnded, OnRepair},
     MessageRow{ServiceMessage::Command,
                [](ServiceState& s, const Message& m) {
                  RunTrayCommand(s, static_cast<TrayCommand>(m.value));

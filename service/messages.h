@@ -27,7 +27,7 @@ enum class ServiceMessage : uint32_t {
   ExportEnded = 15,
   EventSave = 16,      // value: an EventSaveRequest
   ShutdownBlock = 17,  // value: raise or lower the reason not to shut down yet
-  RepairEnded = 18,
+  RepairEnded = 18,    // RepairFindings
   // The two that come from menus, keys and control calls; the value is a
   // TrayCommand, or a HotkeyAction.
   Command = 100,

@@ -7,6 +7,7 @@
 #include "service/channels.h"
 #include "service/event_save.h"
 #include "service/later.h"
+#include "service/recording_news.h"
 #include "service/service_state.h"
 #include "service/settings_reload.h"
 #include "service/sound_news.h"

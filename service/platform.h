@@ -15,6 +15,7 @@
 #include "base/message_loop.h"
 #include "base/status.h"
 #include "encoders/machine_codecs.h"
+#include "mp4/repair.h"
 #include "service/channel/channel.h"
 #include "settings/config.h"
 #include "video/replay_engine.h"
@@ -91,6 +92,8 @@ struct Platform {
       open_channel;
   // What the card of that name encodes, or the best card. Empty: nothing is known.
   std::function<MachineCodecs(const std::string& adapter)> find_codecs = nullptr;
+  // FinishInterrupted, or what stands in for it. Waits for the drive; the repair's thread.
+  std::function<Status(const std::string& path)> finish_interrupted = FinishInterrupted;
 };
 
 }  // namespace orventa

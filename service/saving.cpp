@@ -10,6 +10,7 @@
 #include "base/log.h"
 #include "service/event_save.h"
 #include "service/later.h"
+#include "service/library_lines.h"
 #include "service/service_state.h"
 #include "settings/output_folders.h"
 
@@ -53,7 +54,7 @@ bool DriveIsShort(ServiceState& state) {
 }
 
 void KeepSaved(ServiceState& state, const std::string& path, bool is_clip) {
-  RecordInLibrary(state, path, is_clip ? "clip" : "replay");
+  RecordInLibrary(state, path, is_clip ? WrittenKind::Clip : WrittenKind::Replay);
   LinkFinishedMatch(state, path);
   state.saves.saves_done++;
   state.saves.files_written++;
@@ -112,6 +113,7 @@ bool TakeSavingSlot(SavingState& saves, SaveRequest request) {
 
 void StartSave(ServiceState& state, SaveRequest request) {
   SetShutdownBlock(state, true);
+  state.saves.saves_begun++;
   try {
     // Frees the thread of the save before, which has nothing left to do.
     state.save_thread.reset();

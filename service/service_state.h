@@ -13,10 +13,13 @@
 
 #include "base/message_loop.h"
 #include "base/mutex.h"
+#include "library/library.h"
+#include "service/background_work.h"
 #include "service/channel/channel.h"
 #include "service/messages.h"
 #include "service/notices.h"
 #include "service/platform.h"
+#include "service/repair.h"
 #include "service/run_options.h"
 #include "settings/config.h"
 #include "video/replay_engine.h"
@@ -38,6 +41,7 @@ struct SavingState {
   std::string last_save_folder ORVENTA_GUARDED_BY(lock);   // name only; empty: none
   std::string last_saved_path ORVENTA_GUARDED_BY(lock);
 
+  std::atomic<uint32_t> saves_begun = 0;
   std::atomic<uint32_t> saves_done = 0;
   std::atomic<uint32_t> saves_failed = 0;
   std::atomic<uint32_t> files_written = 0;  // since the start, of every kind
@@ -60,6 +64,7 @@ struct SeenByPass {
   bool drive_nearly_full = false;
   bool replay_disk_failed = false;
   uint32_t history_resets = 0;
+  uint32_t finished_recording = 0;  // the number of the newest one
   std::string microphone_trouble;
   std::string microphone_told;      // the trouble that the user heard of last
   uint64_t microphone_told_ns = 0;  // steady clock
@@ -121,8 +126,13 @@ struct ServiceState {
   std::shared_ptr<void> held_config_folder;
   std::shared_ptr<void> held_program_folder;
 
-  // Gone in the reverse order: first nobody asks any more, then the save thread
-  // is waited for, and only then goes what both use.
+  std::unique_ptr<Library> library;  // from the start on
+  RepairState repairs;
+
+  // Gone in the reverse order: first nobody asks any more, then the threads are
+  // waited for, and only then goes what all of them use.
+  BackgroundWork library_work{clock, "library"};
+  BackgroundWork repair_work{clock, "repair"};
   std::unique_ptr<IThread> save_thread;
   std::array<std::unique_ptr<IChannelServer>, 3> channels;  // by ChannelKind
   std::array<bool, 3> channel_failure_told = {};

@@ -11,10 +11,11 @@
 #include "service/channels.h"
 #include "service/command_words.h"
 #include "service/later.h"
+#include "service/library_lines.h"
+#include "service/repair.h"
 #include "service/service_state.h"
 #include "service/settings_changes.h"
 #include "service/settings_reload.h"
-#include "service/unfinished_saves.h"
 
 namespace orventa {
 namespace {
@@ -197,7 +198,6 @@ std::optional<int> StartService(ServiceState& state) {
   NoteDisplays(state);
   LoadResources(state);
   BindHotkeys(state);
-  ListUnfinishedRecordings(state);
   if (const auto code = StartEngine(state)) return code;
   ConnectInputOverlay(state);
   RestorePause(state);
@@ -213,7 +213,6 @@ std::optional<int> StartService(ServiceState& state) {
   ForgetVanishedFiles(state);
   StartLibraryScan(state);
   RepairRecordings(state);
-  RemoveUnfinishedSaves(CopyConfig(state), state.platform.folders);
   TellUpdated(state);
   StartHangWatch(state);
   StartCrashRehearsal(state);

@@ -1,14 +1,14 @@
 #include "service/unfinished_saves.h"
 
 #include <array>
-#include <filesystem>
 #include <set>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
+#include "base/files.h"
 #include "base/log.h"
+#include "service/service_state.h"
 #include "settings/output_folders.h"
 
 namespace orventa {
@@ -25,45 +25,36 @@ bool IsUnfinishedSave(std::string_view name) {
   return false;
 }
 
-void SweepFolder(const std::string& folder) {
-  std::vector<std::string> names;
-  if (!ListFiles(folder, names).ok()) return;
-  for (const std::string& name : names) {
-    if (!IsUnfinishedSave(name)) continue;
-    const std::string path = JoinPath(folder, name);
-    if (RemoveFile(path).ok()) LogInfo("removed an unfinished save: %s", path.c_str());
+std::vector<std::string> FindUnfinishedSaves(const Config& config, const KnownFolders& folders) {
+  const GameFolders game_folders =
+      config.storage.folder_per_game ? GameFolders::Always : GameFolders::Never;
+  std::set<std::string> places;
+  for (uint32_t i = 0; i < kOutputKindCount; ++i) {
+    for (std::string& folder :
+         FoldersOfOutput(config, folders, static_cast<OutputKind>(i), game_folders)) {
+      places.insert(std::move(folder));
+    }
   }
-}
-
-std::vector<std::string> FoldersInside(const std::string& folder) {
-  namespace fs = std::filesystem;
   std::vector<std::string> found;
-  std::error_code error;
-  const fs::path root(std::u8string(folder.begin(), folder.end()));
-  for (fs::directory_iterator entry(root, error), end; !error && entry != end;
-       entry.increment(error)) {
-    std::error_code ignored;
-    if (!entry->is_directory(ignored) || entry->is_symlink(ignored)) continue;
-    const std::u8string path = entry->path().u8string();
-    found.emplace_back(path.begin(), path.end());
+  for (const std::string& folder : places) {
+    std::vector<std::string> names;
+    (void)ListFiles(folder, names);  // a drive may be away
+    for (const std::string& name : names) {
+      if (IsUnfinishedSave(name)) found.push_back(JoinPath(folder, name));
+    }
   }
   return found;
 }
 
 }  // namespace
 
-void RemoveUnfinishedSaves(const Config& config, const KnownFolders& folders) {
-  std::set<std::string> roots;
-  for (uint32_t i = 0; i < kOutputKindCount; ++i) {
-    const auto kind = static_cast<OutputKind>(i);
-    const std::string& chosen = config.storage.Of(kind).directory;
-    roots.insert(chosen.empty() ? DefaultOutputFolder(folders, kind) : chosen);
-  }
-  for (const std::string& root : roots) {
-    if (root.empty()) continue;
-    SweepFolder(root);
-    if (!config.storage.folder_per_game) continue;
-    for (const std::string& folder : FoldersInside(root)) SweepFolder(folder);
+void RemoveUnfinishedSaves(ServiceState& state) {
+  const auto found = FindUnfinishedSaves(CopyConfig(state), state.platform.folders);
+  // What was found before the first save began is no save at work, and a save that
+  // begins from now on finds a name of its own.
+  if (state.saves.saves_begun != 0) return;
+  for (const std::string& path : found) {
+    if (RemoveFile(path).ok()) LogInfo("removed an unfinished save: %s", path.c_str());
   }
 }
 

@@ -1,14 +1,14 @@
-// Side files of saves that a crash or a power cut ended. Main thread, at start,
-// before anything is saved.
+// Side files of saves that a crash or a power cut ended. On the thread of the repair
+// work, once after the start.
 #pragma once
-
-#include "base/files.h"
-#include "settings/config.h"
 
 namespace orventa {
 
+struct ServiceState;
+
 // Deletes them from the output folders of all kinds and the games' folders in
-// there. Side files of other programs stay.
-void RemoveUnfinishedSaves(const Config& config, const KnownFolders& folders);
+// there. Side files of other programs stay. When a save has begun meanwhile nothing is
+// deleted: the next start will do.
+void RemoveUnfinishedSaves(ServiceState& state);
 
 }  // namespace orventa

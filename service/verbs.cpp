@@ -7,6 +7,8 @@
 
 #include "base/log.h"
 #include "base/text.h"
+#include "service/library_lines.h"
+#include "service/repair.h"
 #include "service/service_state.h"
 #include "service/settings_verbs.h"
 #include "service/status_lines.h"
@@ -49,18 +51,26 @@ std::string PostCommand(ServiceState& state, TrayCommand command) {
 }
 
 // Without an encoder the command goes all the same, so that the user hears of it.
-std::string PostSave(ServiceState& state, TrayCommand command) {
+std::string PostNeedingEncoder(ServiceState& state, TrayCommand command) {
   std::string answer = PostCommand(state, command);
   if (!state.engine->GetStatus().no_encoder) return answer;
   return ErrorAnswer({StatusCode::NoEncoder, "no video encoder to record with"});
 }
 
 std::string Save(ServiceState& state, const ChannelRequest&) {
-  return PostSave(state, TrayCommand::SaveReplay);
+  return PostNeedingEncoder(state, TrayCommand::SaveReplay);
 }
 
 std::string SaveClip(ServiceState& state, const ChannelRequest&) {
-  return PostSave(state, TrayCommand::SaveClip);
+  return PostNeedingEncoder(state, TrayCommand::SaveClip);
+}
+
+std::string TogglePause(ServiceState& state, const ChannelRequest&) {
+  return PostNeedingEncoder(state, TrayCommand::TogglePause);
+}
+
+std::string ToggleRecording(ServiceState& state, const ChannelRequest&) {
+  return PostNeedingEncoder(state, TrayCommand::ToggleRecording);
 }
 
 std::string Exit(ServiceState& state, const ChannelRequest&) {
@@ -92,6 +102,10 @@ constexpr std::array kVerbs = {
     VerbRow{"TARGETS", Targets},
     VerbRow{"SAVE", Save, NeedsMainThread::Yes},
     VerbRow{"SAVE_CLIP", SaveClip, NeedsMainThread::Yes},
+    VerbRow{"TOGGLE_PAUSE", TogglePause, NeedsMainThread::Yes},
+    VerbRow{"TOGGLE_RECORDING", ToggleRecording, NeedsMainThread::Yes},
+    VerbRow{"REPAIR_RECORDING", RepairRecording},
+    VerbRow{"FILES_MOVED", FilesMoved},
     VerbRow{"EXIT", Exit},
 };
 

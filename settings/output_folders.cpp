@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <filesystem>
+#include <system_error>
 #include <vector>
 
 #include "base/text.h"
@@ -58,6 +60,20 @@ FileResult TryFolder(const std::string& folder, IClock& clock) {
   return result.ok() ? closed : result;
 }
 
+// A link may lead anywhere; ours are folders.
+void AddFoldersInside(const std::string& folder, std::vector<std::string>& all) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::path root(std::u8string(folder.begin(), folder.end()));
+  for (fs::directory_iterator entry(root, error), end; !error && entry != end;
+       entry.increment(error)) {
+    std::error_code ignored;
+    if (!entry->is_directory(ignored) || entry->is_symlink(ignored)) continue;
+    const std::u8string path = entry->path().u8string();
+    all.emplace_back(path.begin(), path.end());
+  }
+}
+
 struct Candidate {
   std::string path;
   std::string_view label;
@@ -111,6 +127,17 @@ std::string DefaultOutputFolder(const KnownFolders& folders, OutputKind kind) {
   const std::string& parent = picture ? folders.pictures : folders.videos;
   if (parent.empty()) return {};
   return JoinPath(parent, picture ? "ORVENTA Screenshots" : "ORVENTA");
+}
+
+std::vector<std::string> FoldersOfOutput(const Config& config, const KnownFolders& folders,
+                                         OutputKind kind, GameFolders game_folders) {
+  std::vector<std::string> all;
+  for (const Candidate& candidate : Candidates(config, folders, kind)) {
+    if (!FolderExists(candidate.path)) continue;
+    all.push_back(candidate.path);
+    if (game_folders == GameFolders::Always) AddFoldersInside(candidate.path, all);
+  }
+  return all;
 }
 
 Status ResolveOutputFolder(const Config& config, const KnownFolders& folders, IClock& clock,

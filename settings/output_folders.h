@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/clock.h"
 #include "base/files.h"
@@ -15,6 +16,12 @@ namespace orventa {
 // The folder of a kind when the user chose none; empty when the system names no
 // folder for it.
 std::string DefaultOutputFolder(const KnownFolders& folders, OutputKind kind);
+
+// Every folder that there is in which files of a kind may lie: those where they go,
+// each with the folders of games inside it.
+enum class GameFolders { Never, Always };
+std::vector<std::string> FoldersOfOutput(const Config& config, const KnownFolders& folders,
+                                         OutputKind kind, GameFolders game_folders);
 
 struct OutputFolder {
   std::string path;      // exists and can be written

@@ -100,7 +100,9 @@ void LinuxProcess::EndNow(int code) {
 
 std::unique_ptr<IMessageLoop> LinuxDesktop::MakeLoop() {
   std::unique_ptr<ILinuxMessageLoop> loop = MakeLinuxMessageLoop(clock_);
-  if (loop) power_ = WatchPowerEvents(*loop);
+  if (!loop) return nullptr;
+  power_ = WatchPowerEvents(*loop);
+  mounts_ = std::make_unique<MountWatch>(*loop);
   return loop;
 }
 

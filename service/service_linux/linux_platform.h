@@ -7,6 +7,7 @@
 
 #include "base/clock.h"
 #include "service/platform.h"
+#include "service/service_linux/mount_watch.h"
 #include "service/service_linux/power_events.h"
 
 namespace orventa {
@@ -41,6 +42,7 @@ class LinuxDesktop final : public IDesktop, public IDialogs {
  private:
   IClock& clock_;
   std::unique_ptr<IPowerEvents> power_;
+  std::unique_ptr<MountWatch> mounts_;
 };
 
 }  // namespace orventa

@@ -41,6 +41,12 @@ void FakeEngine::SetSaves(uint64_t take_ns, SaveEnd end) {
   if (end) save_end_ = std::move(end);
 }
 
+void FakeEngine::SetRecordings(Status begin, Status end) {
+  const MutexLock lock(mutex_);
+  recording_begins_ = std::move(begin);
+  recording_ends_ = std::move(end);
+}
+
 void FakeEngine::ReleaseSaves() {
   const MutexLock lock(mutex_);
   released_ = true;
@@ -76,12 +82,21 @@ bool FakeEngine::IsPaused() const {
   return GetStatus().paused;
 }
 
-Status FakeEngine::StartRecording(std::string&) {
-  return NotInThisFake("recordings");
+Status FakeEngine::StartRecording(std::string& path) {
+  const MutexLock lock(mutex_);
+  if (!recording_begins_.ok()) return recording_begins_;
+  path = status_.recording_path = "/clips/Some Game/recording.mp4";
+  status_.recording = true;
+  return Status::Ok();
 }
-Status FakeEngine::StopRecording(std::string&) {
-  return NotInThisFake("recordings");
+
+Status FakeEngine::StopRecording(std::string& path) {
+  const MutexLock lock(mutex_);
+  status_.recording = false;
+  path = status_.recording_path;
+  return recording_ends_;
 }
+
 bool FakeEngine::IsRecording() const {
   return GetStatus().recording;
 }

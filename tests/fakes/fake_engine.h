@@ -32,6 +32,8 @@ class FakeEngine final : public ReplayEngine {
   GameList game_list() const;
   void ChangeStatus(const std::function<void(EngineSnapshot&)>& change);
   void SetSaves(uint64_t take_ns, SaveEnd end);
+  // How recordings begin and end from now on.
+  void SetRecordings(Status begin, Status end);
   // For a save that is to take kForever.
   void ReleaseSaves();
   std::vector<SaveSeen> Saves() const;
@@ -74,6 +76,8 @@ class FakeEngine final : public ReplayEngine {
   GameList game_list_ ORVENTA_GUARDED_BY(mutex_);
   uint64_t save_takes_ns_ ORVENTA_GUARDED_BY(mutex_) = 0;
   SaveEnd save_end_ ORVENTA_GUARDED_BY(mutex_);
+  Status recording_begins_ ORVENTA_GUARDED_BY(mutex_);
+  Status recording_ends_ ORVENTA_GUARDED_BY(mutex_);
   bool released_ ORVENTA_GUARDED_BY(mutex_) = false;
   std::vector<SaveSeen> saves_ ORVENTA_GUARDED_BY(mutex_);
 };

@@ -80,7 +80,8 @@ int FakePlatform::Run(std::vector<std::string> arguments) {
       [this](IClock&, ChannelOptions options, std::unique_ptr<IChannelServer>& out) {
         return OpenFakeChannel(std::move(options), out);
       },
-      [this](const std::string&) { return codecs; }};
+      [this](const std::string&) { return codecs; },
+      [this](const std::string& path) { return finish_interrupted(path); }};
   const int code = RunService(platform, arguments);
   loop = nullptr;
   engine = nullptr;

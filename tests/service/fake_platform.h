@@ -38,7 +38,8 @@ class FakePlatform : public IProcess, public IDesktop, public IDialogs {
   bool loop_can_be_made = true;
   Status engine_can_be_made;
   bool channels_can_be_opened = true;
-  MachineCodecs codecs;                        // H.264 only
+  MachineCodecs codecs;  // H.264 only
+  std::function<Status(const std::string& path)> finish_interrupted = FinishInterrupted;
   std::function<void(FakeEngine&)> on_engine;  // before its start
 
   // Valid while the service runs.

@@ -8,27 +8,27 @@
 #include <optional>
 #include <string_view>
 
-#include "base/instance.h"
-#include "service/channel/channel.h"
+#include "service/channel/framing.h"
+#include "tools/orventactl/recording_words.h"
+#include "tools/orventactl/service_call.h"
 
 namespace orventa {
 namespace {
-
-constexpr int kOk = 0;
-constexpr int kFailed = 1;
-constexpr int kNoService = 2;
 
 constexpr char kHelp[] =
     R"(orventactl -- asks the running ORVENTA service to do something, or what it knows
 
 usage: orventactl WORD
        orventactl set SECTION.KEY=VALUE...
+       orventactl repair FILE
        orventactl VERB [ARGUMENT...] [--body FILE]
        orventactl --help
 
 words:
   save        save the whole replay
   clip        save the newest seconds
+  record      start a recording, or end the one that runs, and tell its file
+  repair      finish a recording that was cut off; needs no service
   status      what the service is doing, as key=value lines
   targets     what is on the desktop, and why the one thing is captured
   config      the settings file
@@ -109,15 +109,11 @@ std::optional<std::string> ReadBody(const std::string& file) {
   return ReadAll(input);
 }
 
-int PrintAnswer(std::string_view answer, std::ostream& out, std::ostream& errors) {
-  if (answer != "OK" && !answer.starts_with("OK\n")) {
-    errors << "orventactl: " << answer << "\n";
-    return kFailed;
-  }
-  answer.remove_prefix(std::min<size_t>(3, answer.size()));
-  out << answer;
-  if (!answer.empty() && !answer.ends_with('\n')) out << "\n";
-  return kOk;
+int SendCall(const std::string& request, std::ostream& out, std::ostream& errors) {
+  const ServiceAnswer answer = AskService(request);
+  out << answer.data;
+  if (!answer.data.empty() && !answer.data.ends_with('\n')) out << "\n";
+  return Report(answer, errors);
 }
 
 }  // namespace
@@ -126,37 +122,31 @@ int RunControlTool(const std::vector<std::string>& arguments, std::ostream& out,
                    std::ostream& errors) {
   if (!arguments.empty() && (arguments[0] == "--help" || arguments[0] == "-h")) {
     out << kHelp;
-    return kOk;
+    return kExitOk;
+  }
+  if (arguments == std::vector<std::string>{"record"}) return RunRecord(out, errors);
+  if (arguments.size() == 2 && arguments[0] == "repair") {
+    return RunRepair(arguments[1], out, errors);
   }
   Call call;
   if (!ParseCall(arguments, call)) {
     errors
         << "usage: orventactl WORD, or VERB [ARGUMENT...] [--body FILE]; see orventactl --help\n";
-    return kFailed;
+    return kExitFailed;
   }
   if (call.body_file) {
     const auto body = ReadBody(*call.body_file);
     if (!body) {
       errors << "orventactl: cannot read " << *call.body_file << "\n";
-      return kFailed;
+      return kExitFailed;
     }
     call.request += "\n" + *body;
   }
   if (call.request.size() > kMaxFrameBytes) {
     errors << "orventactl: the request is larger than " << kMaxFrameBytes << " bytes\n";
-    return kFailed;
+    return kExitFailed;
   }
-
-  std::string answer;
-  switch (CallChannel(ChannelName(ChannelKind::Control, CurrentUserName()), call.request, answer)) {
-    case ChannelCallResult::Answered: return PrintAnswer(answer, out, errors);
-    case ChannelCallResult::NoService:
-      errors << "orventactl: ORVENTA is not running\n";
-      return kNoService;
-    case ChannelCallResult::Broken: break;
-  }
-  errors << "orventactl: ORVENTA did not answer\n";
-  return kNoService;
+  return SendCall(call.request, out, errors);
 }
 
 }  // namespace orventa

@@ -39,6 +39,21 @@ class ControlTool : public ::testing::Test {
     ASSERT_TRUE(OpenChannel(*clock, std::move(options), server));
   }
 
+  // Answers STATS with these in turn, the last one again and again, and all else with OK.
+  void ServeStats(std::vector<std::string> stats) {
+    ChannelOptions options;
+    options.name = ChannelName(ChannelKind::Control, CurrentUserName());
+    options.handler = [this, stats](const ChannelRequest& request) mutable {
+      asked = request.verb + "|" + request.argument + "|" + request.body;
+      if (request.verb != "STATS") return std::string("OK");
+      const std::string answer = "OK\n" + stats.front();
+      if (stats.size() > 1) stats.erase(stats.begin());
+      return answer;
+    };
+    server.reset();
+    ASSERT_TRUE(OpenChannel(*clock, std::move(options), server));
+  }
+
   int Run(const std::vector<std::string>& arguments) {
     out.str("");
     errors.str("");
@@ -83,6 +98,48 @@ TEST_F(ControlTool, SendsAFileAsTheBody) {
   EXPECT_EQ(Run({"SET_CONFIG", "--body", file}), 0);
   EXPECT_EQ(asked, "SET_CONFIG||video.fps=30\r\nlast");
   EXPECT_EQ(Run({"SET_CONFIG", "--body", folder / "missing"}), 1);
+}
+
+TEST_F(ControlTool, TellsWhatCameOfARecording) {
+  const std::string idle = "notice_seq=1\nwritten_seq=4\nnotice_warning=0\nnotice=x\nrecording=0\n";
+  const std::string wanted =
+      "notice_seq=2\nwritten_seq=4\nnotice_warning=0\nnotice=x\nrecording=1\nrecording_path=\n";
+  const std::string runs =
+      "notice_seq=2\nwritten_seq=4\nnotice_warning=0\nnotice=x\nrecording=1\nrecording_path=/"
+      "r.mp4\n";
+  const std::string ending = "notice_seq=2\nwritten_seq=4\nnotice_warning=0\nrecording=0\n";
+  const std::string saved = "notice_seq=3\nwritten_seq=5\nnotice_warning=0\nrecording=0\n";
+  const std::string refused =
+      "notice_seq=3\nwritten_seq=4\nnotice_warning=1\nnotice=Nothing to see.\nrecording=0\n";
+  const struct {
+    std::vector<std::string> stats;
+    int code;
+    const char* out;
+    const char* errors;
+  } kCases[] = {
+      {{idle, idle, wanted, runs}, 0, "recording: /r.mp4\n", ""},
+      {{idle, refused}, 1, "", "orventactl: Nothing to see.\n"},
+      {{runs, runs, ending, saved}, 0, "recording saved: /r.mp4\n", ""},
+      {{runs, refused}, 1, "", "orventactl: Nothing to see.\n"},
+  };
+  for (const auto& row : kCases) {
+    ServeStats(row.stats);
+    EXPECT_EQ(Run({"record"}), row.code);
+    EXPECT_EQ(out.str(), row.out);
+    EXPECT_EQ(errors.str(), row.errors);
+  }
+}
+
+TEST_F(ControlTool, SaysWhyAFileIsNotRepaired) {
+  const std::string file = folder / "notes.mp4";
+  std::ofstream(file) << "no boxes";
+  const std::string expected = "orventactl: " + file + ": not an interrupted ORVENTA recording\n";
+  EXPECT_EQ(Run({"repair", file}), 1);
+  EXPECT_EQ(errors.str(), expected);
+  Serve("OK");
+  EXPECT_EQ(Run({"repair", file}), 1);
+  EXPECT_EQ(errors.str(), expected);
+  EXPECT_EQ(asked, "REPAIR_RECORDING||" + file);
 }
 
 TEST_F(ControlTool, ExplainsItselfAndRefusesWhatItDoesNotKnow) {
