@@ -42,6 +42,12 @@ std::wstring SystemPath(std::string_view path) {
   return L"\\\\?\\" + full;
 }
 
+void* SystemProcedure(const wchar_t* library, const char* name) {
+  const HMODULE loaded = LoadLibraryExW(library, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+  if (loaded == nullptr) return nullptr;
+  return reinterpret_cast<void*>(GetProcAddress(loaded, name));
+}
+
 std::string Environment(const char* name) {
   const std::wstring wide_name = Wide(name);
   std::wstring value(256, L'\0');

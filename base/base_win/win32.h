@@ -50,6 +50,14 @@ inline uint64_t Joined(const FILETIME& time) {
   return (uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
 }
 
+// A function of one of the system's own libraries; null where this Windows has none.
+// The library stays loaded.
+void* SystemProcedure(const wchar_t* library, const char* name);
+template <class Function>
+Function SystemFunction(const wchar_t* library, const char* name) {
+  return reinterpret_cast<Function>(SystemProcedure(library, name));
+}
+
 // For pauses in places that have no IClock at hand.
 void PauseMs(uint32_t ms);
 

@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "base/base_win/win32.h"
 #include "base/clock.h"
 #include "base/rescale.h"
 #include "sound/aac_queue.h"
@@ -41,20 +42,16 @@ struct MfFunctions {
   bool complete = false;
 
   MfFunctions() {
-    const HMODULE library = LoadLibraryExW(L"mfplat.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
-    if (library == nullptr) return;
-    complete = Bind(library, "MFStartup", startup) && Bind(library, "MFShutdown", shutdown) &&
-               Bind(library, "MFTEnumEx", enumerate) &&
-               Bind(library, "MFCreateMediaType", create_media_type) &&
-               Bind(library, "MFCreateMemoryBuffer", create_memory_buffer) &&
-               Bind(library, "MFCreateSample", create_sample);
+    complete = Bind("MFStartup", startup) && Bind("MFShutdown", shutdown) &&
+               Bind("MFTEnumEx", enumerate) && Bind("MFCreateMediaType", create_media_type) &&
+               Bind("MFCreateMemoryBuffer", create_memory_buffer) &&
+               Bind("MFCreateSample", create_sample);
   }
 
  private:
   template <class Function>
-  static bool Bind(HMODULE library, const char* name, Function& function) {
-    function = reinterpret_cast<Function>(
-        reinterpret_cast<void*>(GetProcAddress(library, name)));  // void*: no type to hold against
+  static bool Bind(const char* name, Function& function) {
+    function = SystemFunction<Function>(L"mfplat.dll", name);
     return function != nullptr;
   }
 };
