@@ -6,9 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <functional>
 #include <memory>
-#include <numbers>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,85 +14,17 @@
 #include "base/clock.h"
 #include "sound/sound_linux/sound_linux.h"
 #include "support_linux/private_sound.h"
+#include "tests/sound/listener.h"
 #include "tools/demo_game/beeper.h"
 
 namespace orventa {
 namespace {
 
-constexpr uint32_t kRate = 48000;
+constexpr uint32_t kRate = kListenerRate;
 constexpr double kTone = 440;
 constexpr double kOther = 1250;
-constexpr double kLoud = 0.5;          // as TonePlayer plays
-constexpr double kMicrophoneLoud = 1;  // as the server's humming input does
+constexpr double kLoud = 0.5;  // as TonePlayer plays
 constexpr double kQuiet = 0.02;
-constexpr size_t kWindow = kRate / 10;  // frames that a level is taken from
-
-// Amplitude of one frequency in the newest frames' left channel.
-double LevelOf(const std::vector<int16_t>& sound, double hz) {
-  if (sound.size() < 2 * kWindow) return 0;
-  const size_t first = sound.size() / 2 - kWindow;
-  double real = 0;
-  double imaginary = 0;
-  for (size_t i = 0; i < kWindow; ++i) {
-    const double angle = 2 * std::numbers::pi * hz * static_cast<double>(i) / kRate;
-    const double sample = sound[2 * (first + i)] / 32768.0;
-    real += sample * std::cos(angle);
-    imaginary += sample * std::sin(angle);
-  }
-  return 2 * std::hypot(real, imaginary) / kWindow;
-}
-
-// Reads a capture at its pace, late enough for a machine that has much to do.
-class Listener {
- public:
-  Listener(IClock& clock, IAudioCapture& capture) : clock_(clock), capture_(capture) {
-    EXPECT_EQ(capture.Format(), (SoundFormat{kRate, 2}));
-    origin_ns_ = clock.SteadyNs();
-    capture.SetOrigin(origin_ns_, 0);
-    EXPECT_TRUE(capture.Start().ok());
-  }
-  ~Listener() { capture_.Stop(); }
-
-  // Whether it comes to hold, within a time that says that something is wrong.
-  bool Until(const std::function<bool()>& condition, uint64_t seconds = 20) {
-    constexpr uint64_t kStepNs = 20 * kNsPerMs;
-    const uint64_t deadline_ns = clock_.SteadyNs() + seconds * kNsPerSecond;
-    while (!condition()) {
-      const uint64_t now_ns = clock_.SteadyNs();
-      if (now_ns >= deadline_ns) return false;
-      clock_.SleepUntil(now_ns + kStepNs);
-      ReadUntil(clock_.SteadyNs() - 400 * kNsPerMs);
-    }
-    return true;
-  }
-
-  bool Hears(double hz, double loud) {
-    return Until([&] { return std::abs(LevelOf(sound_, hz) - loud) < 0.05 * loud; });
-  }
-  bool IsSilent() {
-    return Until([&] {
-      return std::all_of(sound_.end() - 2 * std::min(sound_.size() / 2, kWindow), sound_.end(),
-                         [](int16_t sample) { return sample == 0; });
-    });
-  }
-
-  const std::vector<int16_t>& sound() const { return sound_; }
-  uint64_t origin_ns() const { return origin_ns_; }
-
- private:
-  // Every frame is there exactly once, whatever the devices do.
-  void ReadUntil(uint64_t until_ns) {
-    EXPECT_TRUE(capture_.Read(until_ns, sound_).ok());
-    if (until_ns > origin_ns_) {
-      EXPECT_EQ(sound_.size(), 2 * FramesBefore(origin_ns_, until_ns, kRate));
-    }
-  }
-
-  IClock& clock_;
-  IAudioCapture& capture_;
-  uint64_t origin_ns_ = 0;
-  std::vector<int16_t> sound_;
-};
 
 class PulseTest : public testing::Test {
  protected:
@@ -107,12 +37,6 @@ class PulseTest : public testing::Test {
     std::unique_ptr<IAudioCapture> capture;
     EXPECT_TRUE(sources_->MakeProcessCapture(pid, ProcessTree::Only, capture).ok());
     return capture;
-  }
-
-  static std::vector<std::string> Reasons(const IAudioCapture& capture) {
-    std::vector<std::string> reasons;
-    for (const DeviceStint& stint : capture.Trail()) reasons.push_back(stint.reason);
-    return reasons;
   }
 
   PrivateSound server_;
