@@ -66,15 +66,18 @@ function(orventa_library name)
   endif()
 endfunction()
 
-# orventa_test(name [DISPLAY] [SOURCES portable...] [WIN ...] [LINUX ...] LIBS ...
+# orventa_test(name [DISPLAY|SOUND] [SOURCES portable...] [WIN ...] [LINUX ...] LIBS ...
 #              [LINUX_LIBS ...])
 # One program a folder; a ctest test of the same name, under Wine for Windows, with
-# DISPLAY on an X server of its own.
+# DISPLAY on an X server, with SOUND on a sound server of its own.
 function(orventa_test name)
-  cmake_parse_arguments(A "DISPLAY" "" "SOURCES;WIN;LINUX;LIBS;LINUX_LIBS" ${ARGN})
+  cmake_parse_arguments(A "DISPLAY;SOUND" "" "SOURCES;WIN;LINUX;LIBS;LINUX_LIBS" ${ARGN})
   set(runner ${PROJECT_SOURCE_DIR}/scripts/wine-run)
   if(A_DISPLAY)
     list(APPEND runner --display)
+  endif()
+  if(A_SOUND)
+    list(APPEND runner --sound)
   endif()
   if(ORVENTA_PLATFORM STREQUAL win)
     set(sources ${A_SOURCES} ${A_WIN})
