@@ -7,6 +7,7 @@
 #include <mftransform.h>
 #include <wrl/client.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -143,6 +144,8 @@ class MfAacEncoder final : public IAacEncoder {
   const AacSettings settings_;
   MfSession session_;  // outlives everything below
   ComPtr<IMFTransform> transform_;
+  bool began_ = false;
+  LONGLONG first_ticks_ = 0;  // where the first sound lies
   bool flushed_ = false;
   bool gives_samples_ = false;
   DWORD output_bytes_ = kDefaultOutputBytes;
@@ -280,6 +283,8 @@ Status MfAacEncoder::Encode(std::span<const int16_t> samples, uint64_t pts) {
   }
   ComPtr<IMFSample> sample;
   if (Status status = MakeInput(samples, pts, sample); !status.ok()) return status;
+  if (!began_) first_ticks_ = static_cast<LONGLONG>(pts / kNsPerTick);
+  began_ = true;
   HRESULT result = transform_->ProcessInput(0, sample.Get(), 0);
   if (result == MF_E_NOTACCEPTING) {
     Drain();
@@ -332,7 +337,10 @@ HRESULT MfAacEncoder::TakeOutput() {
 HRESULT MfAacEncoder::Keep(IMFSample& sample) {
   LONGLONG ticks = 0;
   if (const HRESULT result = sample.GetSampleTime(&ticks); FAILED(result)) return result;
-  if (ticks < 0) return S_OK;
+  // Priming lies before the first sound; what lies about there is the sound itself.
+  const auto half_packet = static_cast<LONGLONG>(
+      Rescale(kAacFrames / 2, settings_.sample_rate, kNsPerSecond) / kNsPerTick);
+  if (ticks + half_packet < first_ticks_) return S_OK;
   ComPtr<IMFMediaBuffer> buffer;
   if (const HRESULT result = sample.ConvertToContiguousBuffer(&buffer); FAILED(result)) {
     return result;
@@ -340,7 +348,8 @@ HRESULT MfAacEncoder::Keep(IMFSample& sample) {
   BYTE* bytes = nullptr;
   DWORD size = 0;
   if (const HRESULT result = buffer->Lock(&bytes, nullptr, &size); FAILED(result)) return result;
-  if (size > 0) finished_.Add({bytes, size}, static_cast<uint64_t>(ticks) * kNsPerTick);
+  if (size > 0)
+    finished_.Add({bytes, size}, static_cast<uint64_t>(std::max(ticks, LONGLONG{0})) * kNsPerTick);
   buffer->Unlock();
   return S_OK;
 }
