@@ -8,9 +8,13 @@ namespace {
 thread_local std::atomic<uint64_t>* counter_of_thread = nullptr;
 thread_local int uncounted = 0;
 
-void* Allocate(std::size_t size) {
+void* TryAllocate(std::size_t size) noexcept {
   if (counter_of_thread != nullptr && uncounted == 0) ++*counter_of_thread;
-  void* memory = std::malloc(size == 0 ? 1 : size);
+  return std::malloc(size == 0 ? 1 : size);
+}
+
+void* Allocate(std::size_t size) {
+  void* memory = TryAllocate(size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
@@ -22,6 +26,12 @@ void* operator new(std::size_t size) {
 }
 void* operator new[](std::size_t size) {
   return Allocate(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return TryAllocate(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return TryAllocate(size);
 }
 void operator delete(void* memory) noexcept {
   std::free(memory);

@@ -16,6 +16,7 @@ struct Box {
   size_t header_bytes = 8;
   std::vector<uint8_t> body;
 
+  size_t end() const { return start + header_bytes + body.size(); }
   uint64_t Number(size_t at, size_t bytes) const;
   uint32_t U8(size_t at) const { return static_cast<uint32_t>(Number(at, 1)); }
   uint32_t U16(size_t at) const { return static_cast<uint32_t>(Number(at, 2)); }

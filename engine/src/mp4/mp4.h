@@ -6,6 +6,7 @@
 //   clip_plan.h       which packets become samples, and when each track starts
 //   clip_writer.cpp   WriteMp4: the plan, the layout, the file
 //   mp4_writer.h      Mp4Writer: recordings, fragment by fragment
+//   repair.h          FinishInterrupted; repair_plan.h: what it finds by reading
 //   fragment.h        moof; recovery_block.h: what a repair must know;
 //                     recording_layout.h: the end of a recording's file
 //   moov.h            BuildMoov, the one routine that writes an index

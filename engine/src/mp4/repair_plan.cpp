@@ -5,7 +5,7 @@
 
 #include "base/clock.h"
 #include "base/rescale.h"
-#include "mp4/box_io.h"
+#include "mp4/box_reader.h"
 #include "mp4/fragment.h"
 #include "mp4/moov.h"
 #include "mp4/recording_layout.h"
@@ -52,34 +52,20 @@ class WindowReader {
   uint64_t start_ = 0;
 };
 
-struct TopBox {
-  uint32_t type = 0;
-  uint64_t offset = 0;
-  uint64_t size = 0;
-};
-
 // The whole boxes at the top level, in order. Ends before one that is torn.
 class TopLevelWalk {
  public:
   TopLevelWalk(WindowReader& reader, uint64_t end) : reader_(reader), end_(end) {}
 
   // False at the end, or when the file cannot be read: `status` tells.
-  bool Next(TopBox& box) {
+  bool Next(FileBox& box) {
     if (position_ >= end_) return false;
     std::span<const uint8_t> head;
     status_ = reader_.View(position_, kLargeBoxHeaderBytes, head);
     if (!status_.ok()) return false;
-    ByteReader in(head);
+    if (!ReadBoxHead(head, end_ - position_, OpenBox::Damage, box)) return false;
     box.offset = position_;
-    box.size = in.U32();
-    box.type = in.U32();
-    uint64_t header_bytes = kBoxHeaderBytes;
-    if (box.size == 1) {
-      box.size = in.U64();
-      header_bytes = kLargeBoxHeaderBytes;
-    }
-    if (in.failed() || box.size < header_bytes || box.size > end_ - position_) return false;
-    position_ += box.size;
+    position_ = box.end();
     return true;
   }
 
@@ -102,11 +88,11 @@ struct Survey {
   uint64_t end = 0;  // of the last whole box
 };
 
-bool IsFragmentHead(const TopBox& box) {
+bool IsFragmentHead(const FileBox& box) {
   return box.type == FourCc("moof") && box.size < kMaxMoofBytes;
 }
 
-Status KeepBlock(WindowReader& reader, const TopBox& box, Survey& survey) {
+Status KeepBlock(WindowReader& reader, const FileBox& box, Survey& survey) {
   if (box.size <= kUuidHeadBytes || box.size >= kMaxRecoveryBlockBytes) return Status::Ok();
   std::span<const uint8_t> bytes;
   if (Status status = reader.View(box.offset, kUuidHeadBytes, bytes); !status.ok()) return status;
@@ -119,7 +105,7 @@ Status KeepBlock(WindowReader& reader, const TopBox& box, Survey& survey) {
 
 Status LookOver(WindowReader& reader, Survey& survey) {
   TopLevelWalk walk(reader, reader.size());
-  for (TopBox box; walk.Next(box);) {
+  for (FileBox box; walk.Next(box);) {
     switch (box.type) {
       case FourCc("free"):
         if (!survey.placeholder && box.size == kPlaceholderBytes) survey.placeholder = box.offset;
@@ -185,7 +171,7 @@ Status CollectFragments(WindowReader& reader, const RecoveryBlock& block, uint64
                         Survivors& survivors) {
   TopLevelWalk walk(reader, end);
   FragmentHead fragment;
-  for (TopBox box; walk.Next(box);) {
+  for (FileBox box; walk.Next(box);) {
     if (!IsFragmentHead(box)) continue;
     std::span<const uint8_t> moof;
     if (Status status = reader.View(box.offset, box.size, moof); !status.ok()) return status;

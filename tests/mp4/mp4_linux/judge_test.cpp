@@ -1,43 +1,28 @@
 // Clips made of what real encoders gave, held against ffprobe and ffmpeg.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
-#include "mp4/annexb.h"
 #include "mp4/mp4.h"
 #include "tests/fakes/temp_folder.h"
 #include "tests/mp4/box_walker.h"
 #include "tests/mp4/clip_fixture.h"
+#include "tests/mp4/mp4_linux/encoded.h"
 
 namespace orventa {
 namespace {
 
+using test::AddFrames;
 using test::kMs;
 using test::kStart;
+using test::MovieOf;
+using test::Probe;
+using test::Shell;
+using test::SoundOf;
 using Bytes = std::vector<uint8_t>;
 
 constexpr const char* kTenSeconds = "-f lavfi -i testsrc2=s=320x180:r=30:d=10 -g 30 ";
-
-// What a shell command prints, errors too.
-std::string Shell(const std::string& command) {
-  const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen((command + " 2>&1").c_str(), "r"), pclose);
-  if (pipe == nullptr) throw std::runtime_error("cannot run " + command);
-  std::string text;
-  char piece[4096];
-  while (const size_t read = fread(piece, 1, sizeof(piece), pipe.get())) text.append(piece, read);
-  while (!text.empty() && text.back() == '\n') text.pop_back();
-  return text;
-}
-
-std::string Probe(const std::string& file, const std::string& stream, const std::string& entries) {
-  std::string text = Shell("ffprobe -v error -of csv=p=0 -select_streams " + stream +
-                           " -show_entries " + entries + " " + file);
-  if (text.ends_with(',')) text.pop_back();  // a section that has no entries asked for
-  return text;
-}
 
 class Judge : public testing::Test {
  protected:
@@ -73,92 +58,6 @@ class Judge : public testing::Test {
 
   TempFolder folder_;
 };
-
-// A frame of 30 a second.
-BufferedPacket Frame(Bytes bytes, size_t index, bool key) {
-  return test::Packet(std::move(bytes), kStart + index * 1000 * kMs / 30, key);
-}
-
-// Cuts an Annex B stream into frames: each ends with its one slice.
-void AddFrames(const Bytes& stream, Mp4Movie& movie) {
-  Bytes frame;
-  AnnexBUnits units(stream);
-  for (std::span<const uint8_t> unit; units.Next(unit);) {
-    frame.insert(frame.end(), {0, 0, 0, 1});
-    frame.insert(frame.end(), unit.begin(), unit.end());
-    const bool hevc = movie.video.codec == Mp4Codec::Hevc;
-    const uint32_t type = hevc ? HevcUnitType(unit) : H264UnitType(unit);
-    const bool parameter_set = hevc ? type >= 32 && type <= 34 : type == 7 || type == 8;
-    if (parameter_set && movie.packets.empty()) movie.video.sequence_header = frame;
-    const bool slice = hevc ? type < 32 : type == 1 || type == 5;
-    if (!slice) continue;
-    const bool key = hevc ? type >= 16 : type == 5;
-    movie.packets.push_back(Frame(std::move(frame), movie.packets.size(), key));
-    frame.clear();
-  }
-}
-
-uint64_t Leb128(const Bytes& bytes, size_t& at) {
-  uint64_t value = 0;
-  for (uint32_t shift = 0;; shift += 7) {
-    const uint8_t byte = bytes.at(at++);
-    value |= static_cast<uint64_t>(byte & 0x7F) << shift;
-    if (byte < 0x80) return value;
-  }
-}
-
-// Cuts an AV1 stream into temporal units, and leaves out the delimiters.
-void AddTemporalUnits(const Bytes& stream, Mp4Movie& movie) {
-  Bytes unit;
-  bool key = false;
-  const auto close = [&] {
-    if (!unit.empty()) movie.packets.push_back(Frame(unit, movie.packets.size(), key));
-    unit.clear();
-    key = false;
-  };
-  for (size_t at = 0; at < stream.size();) {
-    const size_t start = at;
-    const uint32_t type = (stream[at++] >> 3) & 15u;
-    const uint64_t size = Leb128(stream, at);
-    at += size;
-    const Bytes obu(stream.begin() + static_cast<std::ptrdiff_t>(start),
-                    stream.begin() + static_cast<std::ptrdiff_t>(at));
-    if (type == 2) {
-      close();
-      continue;
-    }
-    if (type == 1) {
-      key = true;
-      if (movie.video.sequence_header.empty()) movie.video.sequence_header = obu;
-    }
-    unit.insert(unit.end(), obu.begin(), obu.end());
-  }
-  close();
-}
-
-// AAC frames without their ADTS headers, one every 1024 samples of 48 kHz.
-Mp4SoundTrack SoundOf(const Bytes& adts, uint64_t first_pts_ns) {
-  Mp4SoundTrack sound = test::Sound(0, 0);
-  for (size_t at = 0; at < adts.size();) {
-    const size_t size =
-        (adts[at + 3] & 3u) << 11 | static_cast<size_t>(adts[at + 4]) << 3 | adts[at + 5] >> 5;
-    const uint64_t pts = first_pts_ns + sound.packets.size() * 1024 * 1000 * kMs / 48000;
-    sound.packets.push_back(test::Packet({adts.begin() + static_cast<std::ptrdiff_t>(at + 7),
-                                          adts.begin() + static_cast<std::ptrdiff_t>(at + size)},
-                                         pts));
-    at += size;
-  }
-  return sound;
-}
-
-Mp4Movie MovieOf(Mp4Codec codec) {
-  Mp4Movie movie;
-  movie.video.codec = codec;
-  movie.video.width = 320;
-  movie.video.height = 180;
-  movie.video.fps_num = 30;
-  return movie;
-}
 
 TEST_F(Judge, H264WithSoundChaptersAndWebcam) {
   Mp4Movie movie = MovieOf(Mp4Codec::H264);
@@ -244,7 +143,7 @@ TEST_F(Judge, Av1) {
     const std::string source = "-f lavfi -i testsrc2=s=320x180:r=30:d=2 -g 30 -c:v ";
     const std::string path = folder_ / "in.obu";
     (void)Shell("ffmpeg -nostdin -v error -y " + source + encoder + " " + path);  // talks always
-    AddTemporalUnits(test::ReadFile(path), movie);
+    test::AddTemporalUnits(test::ReadFile(path), movie);
     const bool ten_bit = std::string(encoder).find("10le") != std::string::npos;
     movie.video.bit_depth = ten_bit ? 1 : 0;
     ASSERT_EQ(movie.packets.size(), 60u) << encoder;
