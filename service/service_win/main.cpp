@@ -19,6 +19,7 @@
 #include "service/channel/channel.h"
 #include "service/service.h"
 #include "service/service_win/win_platform.h"
+#include "sound/sound_win/win_sound.h"
 #include "video/engine.h"
 #include "video/game_finder.h"
 #include "video/video_win/win_graphics.h"
@@ -48,6 +49,7 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) {
   WinGraphics graphics;
   NvencBackend nvenc(NvencApi::OfDriver, FindAdapterFacts);
   const BackendList backends = {&nvenc};
+  const std::unique_ptr<ISoundSources> sound = MakeWinSound(*clock);
   const std::unique_ptr<IKnownGames> known_games = MakeKnownGames(*clock, folders);
   WinTargets targets(*clock, *known_games);
   GameFinder finder(targets);
@@ -55,8 +57,8 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) {
                                std::unique_ptr<ReplayEngine>& engine) {
     const Status raised = RaiseGpuSchedulingClass();
     if (raised.code() == StatusCode::Refused) LogWarning("gpu: %s", raised.message().c_str());
-    engine = MakeEngine(EnginePlatform{*clock, graphics, finder, targets, backends}, folders,
-                        config, game_list);
+    engine = MakeEngine(EnginePlatform{*clock, graphics, finder, targets, backends, sound.get()},
+                        folders, config, game_list);
     return Status::Ok();
   };
 

@@ -37,7 +37,7 @@ struct EnginePlatform {
   ITargetFinder& targets;
   IWindowWatch& windows;
   BackendList backends;
-  ISoundSources* sound = nullptr;  // null: this platform has no sound yet
+  ISoundSources* sound = nullptr;  // null: no sound
 };
 
 }  // namespace orventa
