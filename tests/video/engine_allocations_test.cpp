@@ -1,5 +1,5 @@
 // The steady frame loop allocates nothing on the engine's thread but a payload for each
-// packet of sound, nor does the encoder worker, payloads aside.
+// packet of sound, nor does the encoder worker, payloads aside, nor a recording.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -82,9 +82,14 @@ TEST(EngineAllocations, NoneInTheSteadyLoop) {
                            .targets = rig.targets,
                            .windows = rig.targets,
                            .backends = {&rig.backend},
-                           .sound = &sound},
+                           .sound = &sound,
+                           .drive = &rig.drive},
                           rig.folders, rig.config, rig.list);
   ASSERT_TRUE(rig.engine->Start().ok());
+  rig.Run(kSec);
+  rig.drive.keep_packets = false;
+  std::string path;
+  ASSERT_TRUE(rig.engine->StartRecording(path).ok());
   rig.Run(30 * kSec);
 
   const uint64_t sound_before = sound.packets_given;
@@ -98,6 +103,7 @@ TEST(EngineAllocations, NoneInTheSteadyLoop) {
   EXPECT_GT(sound.packets_given, sound_before + 2 * 2800);
   EXPECT_EQ(on_engine, sound.packets_given - sound_before);
   EXPECT_EQ(on_worker, 0U);
+  EXPECT_GT(rig.Look().recording_bytes, 5 * 5000U);
   EXPECT_EQ(rig.backend.opened, 1);
   rig.engine.reset();
 }

@@ -10,6 +10,7 @@
 #include "tests/fakes/fake_clock.h"
 #include "tests/fakes/fake_encoder.h"
 #include "tests/fakes/fake_graphics.h"
+#include "tests/fakes/fake_recording_drive.h"
 #include "tests/fakes/fake_targets.h"
 #include "video/engine.h"
 
@@ -31,7 +32,8 @@ struct EngineRig {
                          .targets = targets,
                          .windows = targets,
                          .backends = {&backend},
-                         .sound = sources},
+                         .sound = sources,
+                         .drive = &drive},
                         folders, config, list);
     ASSERT_TRUE(engine->Start().ok());
   }
@@ -50,6 +52,7 @@ struct EngineRig {
   FakeTargets targets;
   FakeEncoderBackend backend{clock};
   ISoundSources* sources = nullptr;  // none: a platform without sound
+  FakeRecordingDrive drive{clock};
   KnownFolders folders;
   Config config;
   GameList list;

@@ -4,34 +4,17 @@
 
 #include "tests/fakes/fake_sound.h"
 #include "tests/video/engine_rig.h"
+#include "tests/video/file_peek.h"
 
 namespace orventa {
 namespace {
-
-// SPS and PPS of a 640x360 baseline stream at 60 fps, as libx264 wrote them.
-const std::vector<uint8_t> kHeader = {0x00, 0x00, 0x00, 0x01, 0x67, 0x42, 0xc0, 0x1f, 0xd9, 0x00,
-                                      0xa0, 0x2f, 0xf9, 0x70, 0x11, 0x00, 0x00, 0x03, 0x00, 0x01,
-                                      0x00, 0x00, 0x03, 0x00, 0x78, 0x0f, 0x18, 0x32, 0x48, 0x00,
-                                      0x00, 0x00, 0x01, 0x68, 0xcb, 0x83, 0xcb, 0x20};
-
-uint32_t Big32(const std::string& bytes, size_t at) {
-  uint32_t value = 0;
-  for (size_t i = 0; i < 4; ++i) value = value << 8U | static_cast<uint8_t>(bytes.at(at + i));
-  return value;
-}
-
-// The sample count of the first sample size box.
-uint32_t SampleCount(const std::string& file) {
-  const size_t stsz = file.find("stsz");
-  return stsz == std::string::npos ? 0 : Big32(file, stsz + 4 + 4 + 4);
-}
 
 struct SaveRig : EngineRig {
   SaveRig() {
     folder = JoinPath(::testing::TempDir(), "orventa-engine-save");
     config.storage.replay.directory = folder;
     config.audio.enabled = false;
-    backend.header = [](const EncoderSettings&) { return kHeader; };
+    backend.header = [](const EncoderSettings&) { return PlayableHeader(); };
   }
   std::string folder;
 };

@@ -231,7 +231,8 @@ TEST(EngineWaits, OrdersBeforeStartAndAfterStop) {
             Status(StatusCode::InvalidArgument, "engine is not running"));
   EXPECT_EQ(rig.engine->AddMarker(count),
             Status(StatusCode::InvalidArgument, "engine is not running"));
-  EXPECT_EQ(rig.engine->StartRecording(path).code(), StatusCode::Unsupported);
+  EXPECT_EQ(rig.engine->StartRecording(path),
+            Status(StatusCode::InvalidArgument, "engine is not running"));
   EXPECT_EQ(rig.engine->TakeScreenshot(path).code(), StatusCode::Unsupported);
   EXPECT_FALSE(rig.engine->ToggleWebcam());
 

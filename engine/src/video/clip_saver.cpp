@@ -7,6 +7,7 @@
 
 #include "mp4/mp4.h"
 #include "settings/output_folders.h"
+#include "video/timeline_marks.h"
 
 namespace orventa {
 namespace {
@@ -54,21 +55,6 @@ class UnfinishedFile {
  private:
   std::string path_;
 };
-
-void AddMarks(const TimelineNotes& notes, const ClipSpan& span, Mp4Movie& movie) {
-  const auto inside = [&](uint64_t pts) { return pts >= span.first_pts && pts <= span.last_pts; };
-  std::vector<uint64_t> markers(notes.markers().begin(), notes.markers().end());
-  std::sort(markers.begin(), markers.end());
-  for (const uint64_t pts : markers) {
-    if (!inside(pts)) continue;
-    movie.markers.push_back({pts, "Marker " + std::to_string(movie.markers.size() + 1)});
-  }
-  for (const ClipEvent& event : notes.events()) {
-    if (!inside(event.pts)) continue;
-    movie.events.push_back(
-        {event.pts, event.name, event.weight, event.detail, event.side, event.whom});
-  }
-}
 
 std::vector<const SoundHistory*> UsableSound(const ClipSources& sources) {
   std::vector<const SoundHistory*> usable;
@@ -152,7 +138,9 @@ Status Save(const ClipSources& sources, const KnownFolders& folders, IClock& clo
     return Status(StatusCode::InvalidArgument, "no replay held yet");
   }
   const ClipSpan span = SpanOf(movie);
-  AddMarks(sources.notes, span, movie);
+  TimelineMarks marks = MarksBetween(sources.notes, span.first_pts, span.last_pts + 1);
+  movie.markers = std::move(marks.markers);
+  movie.events = std::move(marks.events);
   if (sources.light_levels) {
     std::tie(movie.video.max_cll, movie.video.max_fall) =
         sources.light_levels(span.first_pts, span.end_pts);

@@ -24,19 +24,24 @@ void EffectiveSettings::SetSession(SettingOverrides overrides) {
   Rebuild();
 }
 
-void EffectiveSettings::Rebuild() {
-  effective_ = base_;
-  for (const SettingOverrides* overrides : {&target_, &session_}) {
+Config EffectiveSettings::ConfigFor(const SettingOverrides& target) const {
+  Config config = base_;
+  for (const SettingOverrides* overrides : {&target, &session_}) {
     for (const auto& [key, value] : *overrides) {
       if (IsKnownKey(key)) {
-        ApplySetting(effective_, key, value);
+        ApplySetting(config, key, value);
       } else {
         LogWarning("a setting was left out: unknown setting: %s", key.c_str());
       }
     }
   }
   // What the user hears of is the file; a game's own lines are only kept in range.
-  (void)Validate(effective_);
+  (void)Validate(config);
+  return config;
+}
+
+void EffectiveSettings::Rebuild() {
+  effective_ = ConfigFor(target_);
 }
 
 void EffectiveSettings::KeepForOldTarget(uint64_t now_ns) {

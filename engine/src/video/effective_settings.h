@@ -22,6 +22,9 @@ class EffectiveSettings {
   void SetTarget(SettingOverrides overrides);
   void SetSession(SettingOverrides overrides);
 
+  // What would be in force for a target with these settings.
+  Config ConfigFor(const SettingOverrides& target) const;
+
   // The target went: its settings stay in force for the history for as long as
   // the history it left is, and no longer for what comes next.
   void KeepForOldTarget(uint64_t now_ns);

@@ -73,15 +73,22 @@ bool Engine::IsPaused() const {
   return core_.orders.paused;
 }
 
-Status Engine::StartRecording(std::string&) {
-  return NotHereYet("recordings");
+Status Engine::StartRecording(std::string& path) {
+  if (!started_) return NotRunning();
+  if (HasNoEncoder() && !IsRecording()) {
+    return {StatusCode::NoEncoder, "no video encoder to record with"};
+  }
+  return core_.recorder.Start(core_.status.Read(core_.clock().SteadyNs()).target_window, path);
 }
-Status Engine::StopRecording(std::string&) {
-  return NotHereYet("recordings");
+
+Status Engine::StopRecording(std::string& path) {
+  return core_.recorder.Stop(path);
 }
+
 bool Engine::IsRecording() const {
-  return false;
+  return core_.recorder.Wanted();
 }
+
 Status Engine::TakeScreenshot(std::string&) {
   return NotHereYet("screenshots");
 }
@@ -192,7 +199,9 @@ EngineSnapshot Engine::GetStatus() const {
   EngineSnapshot snapshot = core_.status.Read(core_.clock().SteadyNs());
   snapshot.running = started_;
   snapshot.paused = core_.orders.paused;
-  snapshot.capturing = snapshot.capturing && snapshot.running && !snapshot.paused;
+  core_.recorder.Fill(snapshot);
+  snapshot.capturing =
+      snapshot.capturing && snapshot.running && (!snapshot.paused || snapshot.recording);
   snapshot.session_overrides = core_.session.HasSessionOverrides();
   const SessionState::Lengths lengths = core_.session.InForce();
   snapshot.replay_seconds = lengths.replay;

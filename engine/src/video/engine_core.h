@@ -9,6 +9,7 @@
 #include "video/engine_orders.h"
 #include "video/engine_platform.h"
 #include "video/pipeline_parts.h"
+#include "video/recorder.h"
 #include "video/session_state.h"
 #include "video/status_board.h"
 
@@ -34,6 +35,7 @@ struct EngineCore {
         folders(the_folders),
         orders(the_platform.clock),
         session(config, JoinPath(the_folders.local_data, "replay")),
+        recorder(platform, folders, orders, session, status),
         device(the_platform) {}
 
   IClock& clock() const { return platform.clock; }
@@ -43,6 +45,7 @@ struct EngineCore {
   EngineOrders orders;
   StatusBoard status;
   SessionState session;
+  Recorder recorder;
   DeviceHolder device;
   PipelineParts parts;  // engine thread
 };

@@ -22,6 +22,7 @@ class EngineOrders {
   std::atomic<bool> sound_changed = false;
   std::atomic<bool> push_to_talk_held = false;
   std::atomic<bool> paused = false;
+  std::atomic<bool> recording_wanted = false;
   std::atomic<bool> clear_requested = false;  // drop the history before the next build
   std::atomic<bool> retry_encoder = false;
   std::atomic<bool> suspended = false;  // the machine is going to sleep

@@ -12,6 +12,7 @@
 #include "media/graphics_device.h"
 #include "sound/sound_sources.h"
 #include "video/capture.h"
+#include "video/recording_file.h"
 #include "video/targets.h"
 
 namespace orventa {
@@ -37,7 +38,8 @@ struct EnginePlatform {
   ITargetFinder& targets;
   IWindowWatch& windows;
   BackendList backends;
-  ISoundSources* sound = nullptr;  // null: no sound
+  ISoundSources* sound = nullptr;    // null: no sound
+  IRecordingDrive* drive = nullptr;  // null: the machine's own
 };
 
 }  // namespace orventa

@@ -42,18 +42,17 @@ EngineRun::EngineRun(EngineCore& core, const EngineSwitches& switches)
 void EngineRun::Run() {
   const auto exact_sleeps = clock().RaiseTimerResolution();
   while (!Stopping()) Round();
-  core_.parts.StopRecording();
   core_.parts.StopWebcam();
   ReleaseDevice();
+  core_.recorder.GiveUp();
+  core_.recorder.FinishAll();
 }
 
 void EngineRun::Round() {
   core_.session.ExpireKept(clock().SteadyNs());
   WaitOutSuspension();
-  core_.parts.CloseEarlierRecording();
-  if (core_.orders.paused && !core_.parts.RecordingWanted()) return StayPaused();
+  if (core_.orders.paused && !core_.recorder.Wanted()) return StayPaused();
   if (core_.orders.clear_requested.exchange(false)) ClearHistories();
-  core_.parts.CheckAutomaticRecording();
 
   const Status status = BuildAndRun();
   if (status.code() != StatusCode::NoTarget) no_target_since_ns_.reset();
@@ -93,11 +92,10 @@ void EngineRun::StayPaused() {
   EngineOrders& orders = core_.orders;
   uint64_t next_search_ns = clock().SteadyNs() + kSearchEncoderNs;
   const auto ended = [&] {
-    return !orders.paused || orders.stop_requested || core_.parts.RecordingWanted();
+    return !orders.paused || orders.stop_requested || core_.recorder.Wanted();
   };
   while (!ended()) {
     LookWhilePaused(next_search_ns);
-    core_.parts.CheckAutomaticRecording();
     const bool search_wanted = core_.device.no_encoder();
     orders.WaitUntil(clock().SteadyNs() + kLookForTargetNs, [&] {
       return ended() || orders.suspended || (search_wanted && orders.retry_encoder);
@@ -118,9 +116,11 @@ void EngineRun::LookWhilePaused(uint64_t& next_search_ns) {
   FoundTarget found;
   if (core_.platform.targets.Find(last_target_.target.window, found).ok()) {
     PublishTarget(core_.status, found);
+    if (!core_.device.no_encoder()) core_.recorder.NoteTarget(&found);
   } else {
     core_.status.ClearTarget();
     core_.status.Update([](EngineSnapshot& record) { record.no_target = true; });
+    core_.recorder.NoteTarget(nullptr);
   }
 }
 
@@ -144,9 +144,11 @@ Status EngineRun::RunPipeline(std::unique_ptr<Pipeline> pipeline) {
   const uint64_t begun_ns = clock().SteadyNs();
   const std::shared_ptr<ReplayBuffer> history = core_.session.history();
   PlaceOnTimeline(*pipeline);
-  pipeline->sink = std::make_unique<PacketSink>(clock(), core_.status, history);
+  pipeline->sink = std::make_unique<PacketSink>(clock(), core_.status, core_.recorder, history);
   pipeline->worker = std::make_unique<EncoderWorker>(clock(), *pipeline->encoder, *pipeline->sink,
                                                      pipeline->pool_size);
+  pipeline->sound->SetTap(&core_.recorder);
+  core_.recorder.PipelineBegins(*pipeline);
   FrameLoop loop(core_, switches_, pace_, *pipeline, next_pts_);
   const LoopEnd end = loop.Run();
   LeavePipeline(*pipeline, loop, end);
@@ -191,7 +193,7 @@ void EngineRun::LeavePipeline(Pipeline& pipeline, FrameLoop& loop, LoopEnd end) 
   pipeline.worker->Stop();
   if (end.failed || end.target_gone) core_.status.ForgetPackets();
   FinishSound(*pipeline.sound);
-  core_.parts.CloseEarlierRecording();
+  EndRecording(end);
 
   core_.status.ClearLive();
   if (end.failed) core_.status.Update([](EngineSnapshot& record) { ++record.restarts; });
@@ -203,17 +205,27 @@ void EngineRun::LeavePipeline(Pipeline& pipeline, FrameLoop& loop, LoopEnd end) 
   core_.session.KeepForOldTarget(now_ns);
 }
 
+void EngineRun::EndRecording(const LoopEnd& end) {
+  using End = Recorder::PipelineEnd;
+  const bool switched = end.switched || (end.settings_stale && !end.target_gone);
+  core_.recorder.PipelineEnded(end.failed ? End::Failed
+                               : switched ? End::Switched
+                                          : End::GoneForGood,
+                               next_pts_);
+}
+
 // The sound goes on to where the picture ends: it is read a while after it was heard,
 // and one more packet of every track is made whole.
 void EngineRun::FinishSound(SoundPump& sound) {
   last_sound_.reset();
   if (!sound.HasTracks()) return;
   EngineOrders& orders = core_.orders;
-  if (!orders.stop_requested && !orders.paused) {
+  const bool recorded = core_.recorder.IsOpen();
+  if (recorded || (!orders.stop_requested && !orders.paused)) {
     const uint64_t now_ns = clock().SteadyNs();
     const uint64_t until_ns = sound.WholePacketsUntil(next_pts_);
     orders.WaitUntil(std::min(now_ns + kSoundWaitNs, until_ns + kSoundArrivesNs),
-                     [&] { return orders.stop_requested.load(); });
+                     [&] { return orders.stop_requested && !recorded; });
     sound.Pump(now_ns, until_ns, orders.push_to_talk_held);
   }
   sound.Flush();
@@ -226,13 +238,13 @@ void EngineRun::AfterFailure(const Status& status) {
   ++failures_;
   core_.status.SetError(status);
   LogError("the capture failed: %s", status.ToString().c_str());
-  if (failures_ == kFailuresThatEndRecordings) core_.parts.StopRecording();
+  if (failures_ == kFailuresThatEndRecordings) core_.recorder.GiveUp();
   core_.parts.StopWebcam();
   core_.orders.WaitUntil(clock().SteadyNs() + BackOffNs(failures_), [&] { return Stopping(); });
 }
 
 void EngineRun::WaitForTarget() {
-  core_.parts.StopRecording();
+  core_.recorder.GiveUp();
   core_.status.ClearTarget();
   core_.status.Update([](EngineSnapshot& record) { record.no_target = true; });
   core_.parts.StopWebcam();
@@ -246,7 +258,7 @@ void EngineRun::WaitForTarget() {
 
 void EngineRun::WaitForEncoder(const Status& status) {
   core_.parts.StopWebcam();
-  core_.parts.StopRecording();
+  core_.recorder.GiveUp();
   core_.status.SetError(status);
   core_.status.ClearTarget();
   core_.status.Update([](EngineSnapshot& record) { record.no_encoder = true; });

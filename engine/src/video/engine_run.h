@@ -38,6 +38,7 @@ class EngineRun {
   void PlaceOnTimeline(Pipeline& pipeline);
   void LeavePipeline(Pipeline& pipeline, FrameLoop& loop, LoopEnd end);
   void FinishSound(SoundPump& sound);
+  void EndRecording(const LoopEnd& end);
   void AfterFailure(const Status& status);
   void WaitForTarget();
   void WaitForEncoder(const Status& status);

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "base/log.h"
 #include "base/text.h"
 
 namespace orventa {
@@ -50,7 +51,9 @@ FrameLoop::FrameLoop(EngineCore& core, const EngineSwitches& switches, PaceLog& 
       base_pts_(base_pts),
       next_pts_(base_pts),
       have_frame_(pipeline.frame.picture != nullptr),
-      unseen_(have_frame_) {}
+      unseen_(have_frame_),
+      toned_for_(pipeline.display),
+      toned_peak_(pipeline.display.peak) {}
 
 const LoopEnd& FrameLoop::Run() {
   begin_ns_ = core_.clock().SteadyNs();
@@ -102,8 +105,9 @@ bool FrameLoop::MustLeave() const {
   if (core_.orders.stop_requested || end_.failed || end_.target_gone || end_.settings_stale) {
     return true;
   }
-  if (core_.parts.RecordingWanted()) return false;
-  return core_.orders.restart_requested || core_.orders.clear_requested || core_.orders.paused;
+  if (core_.recorder.IsOpen()) return false;
+  return core_.orders.restart_requested || core_.orders.clear_requested ||
+         (core_.orders.paused && !core_.recorder.Wanted());
 }
 
 bool FrameLoop::SleepUntilSlot(uint64_t slot_at_ns) {
@@ -136,7 +140,7 @@ bool FrameLoop::CheckHealth(uint64_t slot_at_ns, uint64_t now_ns) {
 
 void FrameLoop::Slot(uint64_t slot, uint64_t now_ns) {
   lap_ns_ = now_ns;
-  core_.parts.SteerRecording();
+  SteerRecording();
   if (core_.orders.sound_changed.exchange(false) &&
       !pipeline_.sound->Apply(core_.session.Effective())) {
     core_.orders.restart_requested = true;
@@ -164,6 +168,14 @@ void FrameLoop::Slot(uint64_t slot, uint64_t now_ns) {
   row_.collect_us = LapUs();
 }
 
+void FrameLoop::SteerRecording() {
+  switch (core_.recorder.Steer(pipeline_, next_pts_, core_.parts.RangeUndecided())) {
+    case Recorder::Steering::GoOn: break;
+    case Recorder::Steering::ForceKeyframe: force_keyframe_ = true; break;
+    case Recorder::Steering::Rebuild: core_.orders.restart_requested = true; break;
+  }
+}
+
 void FrameLoop::PumpSound(uint64_t now_ns) {
   SoundPump& sound = *pipeline_.sound;
   sound.Pump(now_ns, now_ns - kSoundBehindNs, core_.orders.push_to_talk_held);
@@ -181,19 +193,23 @@ void FrameLoop::PublishSoundDevices() {
   core_.status.Update([&](EngineSnapshot& record) { record.sound_devices = std::move(trail); });
 }
 
+void FrameLoop::SwitchTarget() {
+  end_.target_gone = end_.switched = true;
+}
+
 void FrameLoop::WatchTarget(uint64_t slot, uint64_t now_ns) {
-  const bool recording = core_.parts.RecordingWanted();
-  if (watch_.WatchWindow(slot, now_ns, recording)) end_.target_gone = true;
+  const bool recording = core_.recorder.Wanted() || core_.recorder.IsOpen();
+  if (watch_.WatchWindow(slot, now_ns, recording)) SwitchTarget();
   if (pipeline_.capture->TargetGone()) end_.target_gone = true;
   if (slot >= next_checks_slot_) {
     next_checks_slot_ = slot + 2 * uint64_t{std::max(1U, pipeline_.config.video.fps)};
     core_.session.ExpireKept(now_ns);
     PublishSoundDevices();
-    core_.parts.CheckRecordingDrive();
-    if (!recording && watch_.BetterTargetOpened()) end_.target_gone = true;
+    // What the user records stays; a recording of the list's own makes way.
+    if (!core_.recorder.HoldsTarget() && watch_.BetterTargetOpened()) SwitchTarget();
   }
   if (!recording && core_.orders.target_in_doubt.exchange(false) && watch_.LostItsClaim()) {
-    end_.target_gone = true;
+    SwitchTarget();
   }
   const std::string* title = nullptr;
   if (watch_.ReadNewTitle(&title)) {
@@ -203,8 +219,26 @@ void FrameLoop::WatchTarget(uint64_t slot, uint64_t now_ns) {
 
 void FrameLoop::WatchDisplay() {
   if (pipeline_.config.capture.dynamic_range == DynamicRange::Sdr) return;
-  if (DisplayDiffers(pipeline_.capture->CurrentDisplay(), pipeline_.display)) {
-    core_.orders.restart_requested = true;
+  const DisplayDescription display = pipeline_.capture->CurrentDisplay();
+  if (!DisplayDiffers(display, pipeline_.display)) return;
+  core_.orders.restart_requested = true;
+  if (core_.recorder.IsOpen()) FollowDisplay(display);
+}
+
+// A recording holds the restart back: until then the picture follows as far as it can.
+void FrameLoop::FollowDisplay(const DisplayDescription& display) {
+  if (pipeline_.encoder->Settings().transfer == Transfer::Pq) {
+    if (!display.hdr_on) end_.settings_stale = true;
+    return;
+  }
+  if (!DisplayDiffers(display, toned_for_) || display.sdr_white <= 0) return;
+  // What was bright stays as bright.
+  toned_peak_ = std::max(toned_peak_, display.peak);
+  toned_for_ = display;
+  if (const Status status =
+          pipeline_.converter->SetTone(display.sdr_white, toned_peak_ / display.sdr_white);
+      !status.ok()) {
+    LogWarning("the picture could not follow its display: %s", status.ToString().c_str());
   }
 }
 
@@ -246,10 +280,12 @@ bool FrameLoop::ConvertAndSubmit(bool fits) {
   const bool have_picture = PictureForSlot(fits, repeated);
   row_.convert_us = LapUs();
   if (!have_picture) return false;
-  const bool queued =
-      pipeline_.worker->Submit({.picture = converted_, .pts = pts_}, core_.orders.stop_requested);
+  const bool queued = pipeline_.worker->Submit(
+      {.picture = converted_, .pts = pts_, .force_keyframe = force_keyframe_},
+      core_.orders.stop_requested);
   row_.submit_us = LapUs();
   if (!queued) return false;
+  force_keyframe_ = false;
   core_.status.Update([&](EngineSnapshot& record) {
     ++record.frames_captured;
     if (repeated) ++record.frames_duplicated;

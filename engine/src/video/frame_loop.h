@@ -19,6 +19,7 @@ namespace orventa {
 struct LoopEnd {
   bool failed = false;          // `error` says what
   bool target_gone = false;     // closed, or another target won
+  bool switched = false;        // with target_gone: another target won
   bool settings_stale = false;  // the picture no longer fits what was built for it
   bool stalled = false;         // the machine slept, or the thread stood still
   Status error;
@@ -43,8 +44,11 @@ class FrameLoop {
   bool SleepUntilSlot(uint64_t slot_at_ns);
   bool CheckHealth(uint64_t slot_at_ns, uint64_t now_ns);
   void Slot(uint64_t slot, uint64_t now_ns);
+  void SteerRecording();
   void WatchTarget(uint64_t slot, uint64_t now_ns);
+  void SwitchTarget();
   void WatchDisplay();
+  void FollowDisplay(const DisplayDescription& display);
   void PumpSound(uint64_t now_ns);
   void PublishSoundDevices();
   // Whether the newest picture has the size that the pipeline was built for.
@@ -67,10 +71,13 @@ class FrameLoop {
   uint64_t suspended_before_ns_ = 0;
   uint64_t next_checks_slot_ = 0;
 
-  bool have_frame_;       // some picture has come
-  bool unseen_;           // the newest picture has not been converted yet
-  PictureRef converted_;  // the last one, for repeats
+  bool have_frame_;              // some picture has come
+  bool unseen_;                  // the newest picture has not been converted yet
+  PictureRef converted_;         // the last one, for repeats
+  bool force_keyframe_ = false;  // with the next picture
   std::optional<uint64_t> misfit_since_ns_;
+  DisplayDescription toned_for_;  // what the converter maps tones for,
+  float toned_peak_;              // and the greatest peak of those before
 
   std::string microphone_trouble_;       // as the status record has it
   std::optional<uint32_t> stints_seen_;  // the status record has the devices up to there

@@ -33,6 +33,7 @@ struct Pipeline {
   std::unique_ptr<SoundPump> sound;  // without tracks when there is no sound
   uint64_t sound_base_pts = 0;       // where its first sample lies
   bool same_target = false;          // as the pipeline before
+  bool for_recording = false;        // with a picture that only a recording wants
 
   // What both of the following use lies above them.
   std::unique_ptr<PacketSink> sink;

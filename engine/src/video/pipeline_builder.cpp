@@ -55,6 +55,7 @@ Status PipelineBuilder::Build(std::unique_ptr<Pipeline>& out) {
 Status PipelineBuilder::FindTargetAndDevice() {
   FoundTarget& target = pipeline_->target;
   const Status found = core_.platform.targets.Find(last_target_.target.window, target);
+  if (!found.ok()) core_.recorder.NoteTarget(nullptr);
   // A window of which only the title is known is the same game under its next title.
   if (found.ok() && target.IsWindow() && target.target == last_target_.target &&
       target.path.empty() && target.name == target.description) {
@@ -76,6 +77,7 @@ Status PipelineBuilder::FindTargetAndDevice() {
     return {StatusCode::NoEncoder, "no video encoder to record with"};
   }
   pipeline_->device = core_.device.device();
+  if (found.ok()) core_.recorder.NoteTarget(&target);
   return found;
 }
 
@@ -83,6 +85,7 @@ void PipelineBuilder::TakeSettings() {
   Pipeline& p = *pipeline_;
   CountHistoryReset(core_.session.SetTarget(p.target.settings).history_lost);
   p.config = core_.session.Effective();
+  if (core_.recorder.Wanted()) p.config.video = PictureOfRecording(p.config);
   p.interval_ns = kNsPerSecond / std::max(1U, p.config.video.fps);
   p.same_target = p.target.Identity() == last_target_.Identity();
   PublishTarget(core_.status, p.target);
@@ -119,6 +122,7 @@ Status PipelineBuilder::WaitForFirstFrame() {
 Status PipelineBuilder::OpenVideoEncoder() {
   Pipeline& p = *pipeline_;
   const EncoderSettings wanted = ChooseEncoderSettings(p.config, p.source, p.display);
+  p.for_recording = wanted != ChooseEncoderSettings(core_.session.Effective(), p.source, p.display);
   IEncoderBackend* backend = nullptr;
   Status opened = OpenEncoder(core_.platform.backends, p.device.get(), wanted, p.encoder, backend);
   if (opened.ok()) p.backend_name = std::string(backend->Name());

@@ -1,6 +1,6 @@
-// The places where dynamic range probing, recordings, screenshots, presses and the
-// webcam join a pipeline. None of them is built yet: every operation is
-// called at its place in the order and answers that there is nothing to do.
+// The places where dynamic range probing, screenshots, presses and the webcam join a
+// pipeline. None of them is built yet: every operation is called at its place in the
+// order and answers that there is nothing to do.
 // Engine thread.
 #pragma once
 
@@ -8,15 +8,8 @@ namespace orventa {
 
 class PipelineParts {
  public:
-  // Recordings. While one runs, restarts and pauses wait for its end.
-  bool RecordingWanted() const { return false; }
-  void CloseEarlierRecording() {}
-  void CheckAutomaticRecording() {}
-  void SteerRecording() {}
-  void CheckRecordingDrive() {}
-  void StopRecording() {}
-
   // Dynamic range.
+  bool RangeUndecided() const { return false; }
   void OpenProbe() {}
   void FeedProbe() {}
   void CollectBrightness() {}

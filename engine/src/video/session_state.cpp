@@ -105,6 +105,11 @@ Config SessionState::Effective() const {
   return settings_.config();
 }
 
+Config SessionState::EffectiveFor(const SettingOverrides& target) const {
+  MutexLock lock(lock_);
+  return settings_.ConfigFor(target);
+}
+
 bool SessionState::HasSessionOverrides() const {
   MutexLock lock(lock_);
   return settings_.HasSessionOverrides();
@@ -139,6 +144,11 @@ bool SessionState::SetVideo(Mp4VideoTrack video) {
   if (history_->Stats().packets == 0) return false;
   history_->Clear();
   return true;
+}
+
+Mp4VideoTrack SessionState::video() const {
+  MutexLock lock(lock_);
+  return video_;
 }
 
 bool SessionState::SetSound(std::vector<Mp4AudioTrack> formats) {
@@ -178,21 +188,42 @@ void SessionState::NotePipeline(TargetPeriod period, bool target_changed, int64_
   notes_.NoteTarget(std::move(period), target_changed);
 }
 
-uint64_t SessionState::OldestWanted(uint64_t newest_pts) const {
+uint64_t SessionState::SaveFrom(uint64_t newest_pts) const {
   const uint64_t kept_ns = settings_.ReplaySeconds() * kNsPerSecond;
   return newest_pts > kept_ns ? newest_pts - kept_ns : 0;
 }
 
+uint64_t SessionState::OldestWanted(uint64_t save_from) const {
+  for (const uint64_t pts : notes_held_from_) save_from = std::min(save_from, pts);
+  return save_from;
+}
+
 size_t SessionState::AddMarker(uint64_t pts) {
   MutexLock lock(lock_);
-  const uint64_t oldest = OldestWanted(pts);
-  return notes_.AddMarker(pts, oldest, oldest);
+  const uint64_t save_from = SaveFrom(pts);
+  return notes_.AddMarker(pts, OldestWanted(save_from), save_from);
 }
 
 size_t SessionState::AddEvent(ClipEvent event) {
   MutexLock lock(lock_);
-  const uint64_t oldest = OldestWanted(event.pts);
-  return notes_.AddEvent(std::move(event), oldest, oldest);
+  const uint64_t save_from = SaveFrom(event.pts);
+  return notes_.AddEvent(std::move(event), OldestWanted(save_from), save_from);
+}
+
+void SessionState::HoldNotes(uint64_t pts) {
+  MutexLock lock(lock_);
+  notes_held_from_.push_back(pts);
+}
+
+void SessionState::LetGoOfNotes(uint64_t pts) {
+  MutexLock lock(lock_);
+  const auto held = std::find(notes_held_from_.begin(), notes_held_from_.end(), pts);
+  if (held != notes_held_from_.end()) notes_held_from_.erase(held);
+}
+
+TimelineMarks SessionState::Marks(uint64_t from_pts, uint64_t to_pts) const {
+  MutexLock lock(lock_);
+  return MarksBetween(notes_, from_pts, to_pts);
 }
 
 ClipSources SessionState::SourcesForClip(uint32_t seconds) const {

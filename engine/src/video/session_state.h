@@ -16,6 +16,7 @@
 #include "video/effective_settings.h"
 #include "video/encoder_choice.h"
 #include "video/replay_buffer.h"
+#include "video/timeline_marks.h"
 #include "video/timeline_notes.h"
 
 namespace orventa {
@@ -43,6 +44,8 @@ class SessionState {
   void ForgetKept();
 
   Config Effective() const;
+  // What would be in force for a target with these settings.
+  Config EffectiveFor(const SettingOverrides& target) const;
   bool HasSessionOverrides() const;
   // Lengths in force, in seconds.
   struct Lengths {
@@ -57,6 +60,7 @@ class SessionState {
   // The stream that comes next. Packets that it cannot continue are dropped; true
   // when there were some.
   bool SetVideo(Mp4VideoTrack video);
+  Mp4VideoTrack video() const;
   // The sound tracks that come next. Their histories go on when neither the tracks
   // nor the picture's stream have changed; otherwise they begin anew, and it is true
   // when something was dropped.
@@ -70,6 +74,11 @@ class SessionState {
   void NotePipeline(TargetPeriod period, bool target_changed, int64_t wall_ms);
   size_t AddMarker(uint64_t pts);
   size_t AddEvent(ClipEvent event);
+  // Keeps the notes from `pts` on for a recording that began there, until they are
+  // let go of.
+  void HoldNotes(uint64_t pts);
+  void LetGoOfNotes(uint64_t pts);
+  TimelineMarks Marks(uint64_t from_pts, uint64_t to_pts) const;
 
   // A copy of what a save needs, but for what the status board knows.
   // `seconds` 0: the whole replay.
@@ -80,7 +89,9 @@ class SessionState {
   bool ReconfigureHistory() ORVENTA_REQUIRES(lock_);
   void ConfigureSound() ORVENTA_REQUIRES(lock_);
   void ClearSound() ORVENTA_REQUIRES(lock_);
-  uint64_t OldestWanted(uint64_t newest_pts) const ORVENTA_REQUIRES(lock_);
+  // Where a save of the current length would begin.
+  uint64_t SaveFrom(uint64_t newest_pts) const ORVENTA_REQUIRES(lock_);
+  uint64_t OldestWanted(uint64_t save_from) const ORVENTA_REQUIRES(lock_);
 
   const std::string disk_folder_;
 
@@ -91,6 +102,7 @@ class SessionState {
   Mp4VideoTrack video_ ORVENTA_GUARDED_BY(lock_);
   std::vector<SoundHistory> sound_ ORVENTA_GUARDED_BY(lock_);
   TimelineNotes notes_ ORVENTA_GUARDED_BY(lock_);
+  std::vector<uint64_t> notes_held_from_ ORVENTA_GUARDED_BY(lock_);
 };
 
 }  // namespace orventa
