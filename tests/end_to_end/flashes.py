@@ -4,7 +4,6 @@ begins to be heard as its flash is shown."""
 import array
 import math
 import os
-import statistics
 import subprocess
 import sys
 
@@ -33,8 +32,9 @@ def sound(path, track=0, channel=None):
 
 
 def level(samples, hz, begin=0.0, end=None):
-    """The amplitude of one frequency between two times, 1 being the greatest there is: the
-    median of tenths of a second, for over a longer time devices' clocks shift its phase."""
+    """The amplitude of one frequency between two times, 1 being the greatest there is: of
+    the tenth of a second in which it is loudest, for over a longer time devices' clocks shift
+    its phase, and a busy machine's sound server leaves holes."""
     part = samples[round(begin * RATE):None if end is None else round(end * RATE)]
     tenth, turn = RATE // 10, 2 * math.pi * hz / RATE
     wave = [(math.cos(turn * i), math.sin(turn * i)) for i in range(tenth)]
@@ -43,7 +43,7 @@ def level(samples, hz, begin=0.0, end=None):
         real = sum(s * c for s, (c, _) in zip(part[at:at + tenth], wave))
         imaginary = sum(s * c for s, (_, c) in zip(part[at:at + tenth], wave))
         levels.append(2 * math.hypot(real, imaginary) / tenth / 32768)
-    return statistics.median(levels)
+    return max(levels)
 
 
 def beeps(samples):

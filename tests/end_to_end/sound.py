@@ -22,7 +22,7 @@ SIZE = "640x360"
 TONE = 440    # a program beside the game
 VOICE = 620   # into the microphone
 HEARD = 0.2   # at the least, of a tone that plays at 0.5
-UNHEARD = 0.01
+UNHEARD = 0.05
 TESTS = []
 
 
