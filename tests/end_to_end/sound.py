@@ -65,11 +65,14 @@ def a_tone_is_heard_as_its_flash_is_seen(options):
         path = desktop.save()
         desktop.stop_service()
         sound_streams(path)
-        offsets = flashes.offsets_ms(path, options.bin, 60, told)
+        flashed = flashes.offsets_ms(path, options.bin, 60, told)
+        offsets = [offset for offset in flashed if offset is not None]
+        if len(flashed) < 8:
+            raise run.Skipped(f"this machine showed {len(flashed)} flashes in time of 20")
         mean = statistics.fmean(offsets) if offsets else 0
         print(f"    {len(offsets)} flashes, tone after flash: mean {mean:.2f} ms, "
               f"{min(offsets, default=0):.2f} to {max(offsets, default=0):.2f}")
-        assert len(offsets) >= 8, f"{len(offsets)} flashes could be measured"
+        assert len(offsets) >= 0.8 * len(flashed), flashed
         assert abs(mean) <= 5 and max(map(abs, offsets)) <= 15, offsets
 
 
@@ -203,6 +206,8 @@ def the_game_and_its_companions_are_heard_when_that_is_asked_for(options):
         assert flashes.level(samples, VOICE, end=alone) < UNHEARD
         assert flashes.level(samples, VOICE, alone + 7, alone + 8.5) > HEARD
         assert len([tone for tone in flashes.beeps(samples) if tone < alone]) >= 3
+        opened = [line for line in desktop.log().splitlines() if "sound: process " in line]
+        assert len(opened) == 2, opened  # the game stayed open
 
 
 @test

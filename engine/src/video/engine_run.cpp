@@ -222,11 +222,10 @@ void EngineRun::FinishSound(SoundPump& sound) {
   EngineOrders& orders = core_.orders;
   const bool recorded = core_.recorder.IsOpen();
   if (recorded || (!orders.stop_requested && !orders.paused)) {
-    const uint64_t now_ns = clock().SteadyNs();
     const uint64_t until_ns = sound.WholePacketsUntil(next_pts_);
-    orders.WaitUntil(std::min(now_ns + kSoundWaitNs, until_ns + kSoundArrivesNs),
+    orders.WaitUntil(std::min(clock().SteadyNs() + kSoundWaitNs, until_ns + kSoundArrivesNs),
                      [&] { return orders.stop_requested && !recorded; });
-    sound.Pump(now_ns, until_ns, orders.push_to_talk_held);
+    sound.Pump(clock().SteadyNs(), until_ns, orders.push_to_talk_held);
   }
   sound.Flush();
   sound_end_pts_ = sound.EndPts();

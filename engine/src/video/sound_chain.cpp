@@ -52,9 +52,12 @@ class ChainBuilder {
     Capture capture = MakeSystem();
     if (capture != nullptr && Check(capture->Start(), "system sound")) {
       chain_.system = std::move(capture);
-    } else if (kept_ != nullptr && kept_->system) {
-      chain_.system = std::make_unique<SilentCapture>(*kept_->system);
-      (void)chain_.system->Start();  // silence always starts
+    } else {
+      chain_.app = nullptr;
+      if (kept_ != nullptr && kept_->system) {
+        chain_.system = std::make_unique<SilentCapture>(*kept_->system);
+        (void)chain_.system->Start();  // silence always starts
+      }
     }
     if (chain_.system != nullptr) chain_.layout.system = chain_.system->Format();
   }
@@ -84,8 +87,10 @@ class ChainBuilder {
                "capture of the game alone")) {
       return nullptr;
     }
-    return std::make_unique<AppAudioCapture>(clock_, sources_, MakeProcessTable(), std::move(game),
-                                             target_.pid, config_.audio.apps);
+    auto app = std::make_unique<AppAudioCapture>(clock_, sources_, MakeProcessTable(),
+                                                 std::move(game), target_.pid, config_.audio.apps);
+    chain_.app = app.get();
+    return app;
   }
 
   void OpenMicrophone() {
@@ -182,6 +187,7 @@ bool SameButForLive(const Config::Audio& a, const Config::Audio& b) {
   other.push_to_talk = a.push_to_talk;
   other.microphone_gate = a.microphone_gate;
   other.microphone_threshold_db = a.microphone_threshold_db;
+  other.apps = a.apps;
   return a == other;
 }
 

@@ -18,6 +18,8 @@
 
 namespace orventa {
 
+class AppAudioCapture;
+
 struct SoundTrack {
   std::unique_ptr<IAacEncoder> encoder;
   SoundFormat format;
@@ -38,6 +40,7 @@ struct SoundLayout {
 
 struct SoundChain {
   std::unique_ptr<IAudioCapture> system;
+  AppAudioCapture* app = nullptr;  // the same, when it is of one application
   std::unique_ptr<IAudioCapture> microphone;
   // On a track of its own, in place of a microphone that is not there.
   std::unique_ptr<IAudioCapture> silence;
@@ -56,7 +59,7 @@ Mp4AudioTrack DescribeTrack(const SoundTrack& track);
 bool WantsVoiceTrack(const Config& config);
 
 // Whether sound settings differ in nothing but what a running chain takes over:
-// volumes, centre, gate and push to talk.
+// volumes, centre, gate, push to talk and the game's companions.
 bool SameButForLive(const Config::Audio& a, const Config::Audio& b);
 
 }  // namespace orventa

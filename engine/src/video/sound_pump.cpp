@@ -9,6 +9,7 @@
 #include "base/clock.h"
 #include "base/log.h"
 #include "base/rescale.h"
+#include "sound/app_audio_capture.h"
 
 namespace orventa {
 namespace {
@@ -103,6 +104,9 @@ bool SoundPump::Apply(const Config& config) {
   SoundLayout& layout = chain_.layout;
   if (!SameButForLive(layout.settings, config.audio)) return false;
   if (layout.voice_wanted != WantsVoiceTrack(config)) return false;
+  if (chain_.app != nullptr && layout.settings.apps != config.audio.apps) {
+    chain_.app->SetApps(config.audio.apps);
+  }
   layout.settings = config.audio;
   SetUpLive();
   return true;
