@@ -8,12 +8,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <numbers>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "base/clock.h"
 #include "sound/capture.h"
+#include "tests/fakes/tone_level.h"
 
 namespace orventa {
 
@@ -23,16 +24,7 @@ inline constexpr size_t kListenerWindow = kListenerRate / 10;  // frames a level
 // Amplitude of one frequency in the newest frames' left channel.
 inline double LevelOf(const std::vector<int16_t>& sound, double hz) {
   if (sound.size() < 2 * kListenerWindow) return 0;
-  const size_t first = sound.size() / 2 - kListenerWindow;
-  double real = 0;
-  double imaginary = 0;
-  for (size_t i = 0; i < kListenerWindow; ++i) {
-    const double angle = 2 * std::numbers::pi * hz * static_cast<double>(i) / kListenerRate;
-    const double sample = sound[2 * (first + i)] / 32768.0;
-    real += sample * std::cos(angle);
-    imaginary += sample * std::sin(angle);
-  }
-  return 2 * std::hypot(real, imaginary) / kListenerWindow;
+  return ToneLevel(std::span(sound).last(2 * kListenerWindow), hz, kListenerRate);
 }
 
 // Reads a capture at its pace, late enough for a machine that has much to do.

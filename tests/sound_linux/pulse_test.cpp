@@ -59,6 +59,10 @@ TEST_F(PulseTest, AnOutputIsHeardAsLoudAsItPlaysAndWhereverItGoes) {
   server_.Command("set-default-sink headset");
   ASSERT_TRUE(listener.Hears(kOther, kLoud));
   server_.Command(remove);
+  ASSERT_TRUE(listener.Until([&] { return capture->Trail().size() > 2; }));
+  // The server had moved the first tone along: it was to be heard all the time.
+  const size_t back = listener.sound().size() + size_t{2} * kRate;
+  ASSERT_TRUE(listener.Until([&] { return listener.sound().size() > back; }));
   ASSERT_TRUE(listener.Hears(kTone, kLoud));
   EXPECT_EQ(capture->Trail().front().device, "Null Output");
   EXPECT_EQ(Reasons(*capture).front(), "start");
