@@ -67,7 +67,7 @@ class FakeSoundCapture final : public IAudioCapture {
   uint64_t delivered_ = 0;
 };
 
-class FakeSound final : public ISoundSources {
+class FakeSound : public ISoundSources {
  public:
   struct Heard {
     uint64_t pts = 0;
