@@ -1,5 +1,6 @@
 // What sound costs the engine in a frame slot: two devices of their own clocks, gate
 // and volumes, two tracks. Encoders take everything and give nothing.
+#include <atomic>
 #include <cmath>
 #include <memory>
 #include <utility>
@@ -8,6 +9,7 @@
 #include "base/clock.h"
 #include "benchmarks/bench.h"
 #include "sound/capture_queue.h"
+#include "tests/fakes/counted_heap.h"
 #include "video/sound_pump.h"
 
 namespace orventa::bench {
@@ -82,16 +84,22 @@ std::vector<Row> MeasurePump() {
   SoundPump pump(std::move(chain), levels);
   pump.Begin(kBeginNs, 0);
 
+  constexpr uint64_t kWarmSlots = 600;
+  std::atomic<uint64_t> allocations = 0;
   std::vector<double> seconds;
   for (uint64_t slot = 10; slot < 3600; ++slot) {
     const uint64_t now_ns = kBeginNs + slot * kSlotNs;
     system_device.GiveUntil(now_ns);
     microphone_device.GiveUntil(now_ns);
+    CountAllocationsInto(slot < kWarmSlots ? nullptr : &allocations);
     const double begun = Seconds();
     pump.Pump(now_ns, now_ns - 100 * kNsPerMs, false);
-    seconds.push_back(Seconds() - begun);
+    const double took = Seconds() - begun;
+    CountAllocationsInto(nullptr);
+    seconds.push_back(took);
   }
-  return {{"sound.pump_us", Median(std::move(seconds)) * 1e6}};
+  return {{"sound.pump_us", Median(std::move(seconds)) * 1e6},
+          {"sound.pump_allocations", static_cast<double>(allocations)}};
 }
 
 const Register kPump("pump", MeasurePump);

@@ -100,7 +100,8 @@ def offset(options):
             "video.fps": fps, "video.codec": "h264", "video.preset_h264": PRESET,
             "replay.duration_seconds": seconds})
         record(desktop, seconds)
-        found = flashes.offsets_ms(desktop.save(), options.bin, fps, told)[-wanted:]
+        found = [offset for offset in flashes.offsets_ms(desktop.save(), options.bin, fps, told)
+                 if offset is not None][-wanted:]
         desktop.stop_service()
         assert len(found) == wanted, f"only {len(found)} flashes could be measured"
         print(f"sound.offset_mean_ms {abs(statistics.fmean(found)):.3f}")

@@ -80,13 +80,15 @@ def told(path):
 
 
 def offsets_ms(path, bin_folder, fps, game_output):
-    """How much later than its flash each tone is heard."""
+    """How much later than its flash each tone is heard, of all flashes that the game showed in
+    time and that no hole of the picture hides; None where no tone stands out."""
     late, tones = told(game_output), beeps(sound(path))
     found = []
     for time, number in flashes(path, bin_folder, 1 / fps):
+        if late.get(number, LATE_US) >= LATE_US:
+            continue
         near = [tone for tone in tones if abs(tone - time) < 0.3]
-        if len(near) == 1 and late.get(number, LATE_US) < LATE_US:
-            found.append((near[0] - time) * 1000)
+        found.append((near[0] - time) * 1000 if len(near) == 1 else None)
     return found
 
 
