@@ -1,0 +1,97 @@
+#include "encoders/amf/amf.h"
+#include "encoders/amf/amf_api.h"
+#include "encoders/amf/amf_encoder.h"
+#include "encoders/amf/amf_options.h"
+
+namespace orventa {
+namespace {
+
+constexpr uint32_t kAmd = 0x1002;
+
+// What the driver lists is not always what the chip does: only an encoder that opens
+// counts. False: this one does not.
+bool Opens(const AmfApi& api, const AdapterFacts& adapter, Codec codec, EncoderInput input,
+           CodecCaps& row) {
+  EncoderSettings settings;
+  settings.codec = codec;
+  settings.input_format = input;
+  settings.width = 640;
+  settings.height = 360;
+  settings.bitrate_kbps = 2000;
+  settings.max_bitrate_kbps = 3000;
+  EncoderSettings effective;
+  if (!AmfSettings(settings, effective).ok()) return false;
+  AmfEncoder encoder(api, adapter, std::move(effective));
+  if (!encoder.Open().ok()) return false;
+  encoder.ReadLimits(row.max_width, row.max_height);
+  // Limits of the generations of hardware in use, for a runtime that tells none.
+  const uint32_t typical = codec == Codec::H264 ? 4096 : 8192;
+  if (row.max_width == 0) row.max_width = typical;
+  if (row.max_height == 0) row.max_height = typical;
+  return true;
+}
+
+}  // namespace
+
+std::string AmfBackend::LoadMessage() const {
+  return library_().failure().message();
+}
+
+Status AmfBackend::Find(const GraphicsDevice& device, AdapterFacts& adapter) const {
+  adapter = find_adapter_(device);
+  if (!adapter.device) return {StatusCode::InvalidArgument, "null D3D11 device"};
+  return library_().failure();
+}
+
+bool AmfBackend::Supports(const GraphicsDevice& device) {
+  AdapterFacts adapter;
+  return Find(device, adapter).ok() && adapter.vendor_id == kAmd;
+}
+
+Status AmfBackend::Probe(GraphicsDevice& device, EncoderCaps& caps) {
+  caps = {};
+  caps.name = std::string(Name());
+  caps.device_name = device.AdapterName();
+  AdapterFacts adapter;
+  if (Status status = Find(device, adapter); !status.ok()) return status;
+  {
+    AmfContextRef context;
+    Status status = library_().MakeContext(*adapter.device.Get(), context);
+    if (!status.ok()) return status;
+  }
+  for (const Codec codec : Capabilities()) {
+    CodecCaps row;
+    row.codec = codec;
+    if (!Opens(library_(), adapter, codec, EncoderInput::Nv12, row)) continue;
+    row.ten_bit = Opens(library_(), adapter, codec, EncoderInput::P010, row);
+    caps.codecs.push_back(row);
+  }
+  return Status::Ok();
+}
+
+std::vector<Codec> AmfBackend::Capabilities() const {
+  return {Codec::H264, Codec::Hevc, Codec::Av1};
+}
+
+std::vector<EncoderPreset> AmfBackend::Presets() const {
+  std::vector<EncoderPreset> presets;
+  for (const Codec codec : Capabilities()) {
+    for (EncoderPreset& preset : AmfPresets(codec)) presets.push_back(std::move(preset));
+  }
+  return presets;
+}
+
+Status AmfBackend::Create(GraphicsDevice& device, const EncoderSettings& settings,
+                          std::unique_ptr<IVideoEncoder>& encoder) {
+  encoder.reset();
+  AdapterFacts adapter;
+  if (Status status = Find(device, adapter); !status.ok()) return status;
+  EncoderSettings effective;
+  if (Status status = AmfSettings(settings, effective); !status.ok()) return status;
+  auto made = std::make_unique<AmfEncoder>(library_(), adapter, std::move(effective));
+  if (Status status = made->Open(); !status.ok()) return status;
+  encoder = std::move(made);
+  return Status::Ok();
+}
+
+}  // namespace orventa

@@ -1,0 +1,265 @@
+#include "encoders/amf/amf_encoder.h"
+
+#include <cstring>
+#include <utility>
+
+#include "base/base_win/win32.h"
+#include "base/log.h"
+#include "base/text.h"
+#include "encoders/amf/amf_options.h"
+#include "encoders/bitstream.h"
+#include "media/media_win/d3d11_picture.h"
+
+namespace orventa {
+namespace {
+
+using namespace amf;
+
+constexpr uint64_t kNsPerTick = 100;
+// A queue that stays full for longer than this is stuck.
+constexpr uint32_t kFullQueueMs = 2000;
+
+PixelFormat WantedPicture(const EncoderSettings& settings) {
+  return settings.input_format == EncoderInput::P010 ? PixelFormat::P010 : PixelFormat::Nv12;
+}
+
+AMFVariantStruct ObjectValue(AMFInterface* object) {
+  AMFVariantStruct value;
+  value.type = AMFVariantStruct::Interface;
+  value.object = object;
+  return value;
+}
+
+AMFVariantStruct NumberValue(int64_t number) {
+  AMFVariantStruct value;
+  value.type = AMFVariantStruct::Int64;
+  value.number = number;
+  return value;
+}
+
+// The object as a buffer; none when it is not one.
+AmfRef<AMFBuffer> AsBuffer(AMFInterface& object) {
+  void* buffer = nullptr;
+  if (object.QueryInterface(kBufferId, &buffer) != AMF_OK) return nullptr;
+  return AmfRef<AMFBuffer>(static_cast<AMFBuffer*>(buffer));
+}
+
+std::span<const uint8_t> BytesOf(AMFBuffer& buffer) {
+  return {static_cast<const uint8_t*>(buffer.GetNative()), buffer.GetSize()};
+}
+
+}  // namespace
+
+AmfEncoder::AmfEncoder(const AmfApi& api, const AdapterFacts& adapter, EncoderSettings settings)
+    : api_(api),
+      adapter_(adapter),
+      settings_(std::move(settings)),
+      keyframe_distance_(AmfKeyframeDistance(settings_)) {}
+
+AmfEncoder::~AmfEncoder() {
+  // What never got through Init would answer with an error.
+  if (initialised_) component_->Terminate();
+}
+
+Status AmfEncoder::Open() {
+  Status status = api_.MakeContext(*adapter_.device.Get(), context_);
+  if (!status.ok()) return status;
+  AMFComponent* component = nullptr;
+  const wchar_t* name = AmfNames(settings_.codec).component;
+  status = AmfStatus(api_.factory().CreateComponent(context_.get(), name, &component),
+                     "CreateComponent");
+  if (!status.ok()) return status;
+  component_.reset(component);
+  if (status = Configure(); !status.ok()) return status;
+
+  const int32_t format = settings_.input_format == EncoderInput::P010 ? kSurfaceP010 : kSurfaceNv12;
+  status = AmfStatus(component_->Init(format, static_cast<int32_t>(settings_.width),
+                                      static_cast<int32_t>(settings_.height)),
+                     "Init");
+  if (!status.ok()) return status;
+  initialised_ = true;
+  return ReadHeader();
+}
+
+Status AmfEncoder::Configure() {
+  for (const AmfProperty& property : AmfProperties(settings_)) {
+    const AMF_RESULT result = component_->SetProperty(property.name, property.value);
+    if (result == AMF_OK) continue;
+    const std::string name = Narrow(property.name);
+    if (property.required) return AmfStatus(result, ("setting " + name).c_str());
+    LogInfo("encoder: AMF does not take %s (%d)", name.c_str(), result);
+  }
+  return SetMetadata();
+}
+
+Status AmfEncoder::SetMetadata() {
+  const wchar_t* name = AmfNames(settings_.codec).hdr_metadata;
+  if (name == nullptr || settings_.mastering == MasteringMetadata{}) return Status::Ok();
+  const AMFHDRMetadata metadata = AmfMetadata(settings_.mastering);
+  AMFBuffer* made = nullptr;
+  Status status =
+      AmfStatus(context_->AllocBuffer(kMemoryHost, sizeof(metadata), &made), "AllocBuffer");
+  if (!status.ok()) return status;
+  const AmfRef<AMFBuffer> buffer(made);
+  std::memcpy(buffer->GetNative(), &metadata, sizeof(metadata));
+  return AmfStatus(component_->SetProperty(name, ObjectValue(buffer.get())),
+                   "setting HDR metadata");
+}
+
+Status AmfEncoder::ReadHeader() {
+  AMFVariantStruct value;
+  Status status = AmfStatus(component_->GetProperty(AmfNames(settings_.codec).header, &value),
+                            "reading the header");
+  if (!status.ok()) return status;
+  if (value.type == AMFVariantStruct::Interface && value.object != nullptr) {
+    const AmfRef<AMFInterface> object(value.object);
+    const AmfRef<AMFBuffer> buffer = AsBuffer(*object);
+    if (buffer) header_ = SequenceHeader(settings_.codec, BytesOf(*buffer));
+  }
+  if (!header_.empty()) return Status::Ok();
+  return {StatusCode::DriverError, "AMF gave no sequence header"};
+}
+
+void AmfEncoder::ReadLimits(uint32_t& width, uint32_t& height) const {
+  width = height = 0;
+  AMFCaps* caps = nullptr;
+  if (component_->GetCaps(&caps) != AMF_OK || caps == nullptr) return;
+  const AmfRef<AMFCaps> held(caps);
+  AMFIOCaps* input = nullptr;
+  if (caps->GetInputCaps(&input) != AMF_OK || input == nullptr) return;
+  const AmfRef<AMFIOCaps> held_input(input);
+  int32_t least = 0;
+  int32_t most = 0;
+  input->GetWidthRange(&least, &most);
+  width = static_cast<uint32_t>(std::max(most, 0));
+  input->GetHeightRange(&least, &most);
+  height = static_cast<uint32_t>(std::max(most, 0));
+}
+
+Status AmfEncoder::Submit(const EncoderFrame& frame) {
+  if (Status status = Check(frame); !status.ok()) return status;
+  const bool keyframe =
+      frame.force_keyframe || submitted_ == 0 || since_keyframe_ + 1 == keyframe_distance_;
+  AmfRef<AMFSurface> surface;
+  if (Status status = Wrap(frame, keyframe, surface); !status.ok()) return status;
+  Slot& slot = slots_[submitted_ % kSlots];
+  slot.pts = frame.pts;
+  slot.picture = frame.picture;
+  Status status = Insist("SubmitInput", [&] { return component_->SubmitInput(surface.get()); });
+  if (!status.ok()) {
+    slot.picture.reset();
+    return status;
+  }
+  ++submitted_;
+  since_keyframe_ = keyframe ? 0 : since_keyframe_ + 1;
+  return Status::Ok();
+}
+
+Status AmfEncoder::Check(const EncoderFrame& frame) const {
+  if (!initialised_) return {StatusCode::DriverError, "encoder not initialised"};
+  if (draining_) return {StatusCode::InvalidArgument, "Submit after Drain"};
+  const D3d11Picture* picture = frame.picture ? D3d11Picture::From(*frame.picture) : nullptr;
+  if (picture == nullptr || picture->texture() == nullptr || picture->sub_resource() != 0) {
+    return {StatusCode::InvalidArgument, "null input texture"};
+  }
+  if (picture->width() != settings_.width || picture->height() != settings_.height ||
+      picture->format() != WantedPicture(settings_)) {
+    return {StatusCode::InvalidArgument,
+            Format("the picture of %ux%u does not fit the encoder of %ux%u", picture->width(),
+                   picture->height(), settings_.width, settings_.height)};
+  }
+  if (submitted_ - collected_ == kSlots) {
+    return {StatusCode::OutOfMemory, "too many packets wait to be collected"};
+  }
+  return Status::Ok();
+}
+
+Status AmfEncoder::Wrap(const EncoderFrame& frame, bool keyframe,
+                        AmfRef<AMFSurface>& surface) const {
+  AMFSurface* made = nullptr;
+  ID3D11Texture2D* const texture = D3d11Picture::From(*frame.picture)->texture();
+  Status status = AmfStatus(context_->CreateSurfaceFromDX11Native(texture, &made, nullptr),
+                            "CreateSurfaceFromDX11Native");
+  if (!status.ok()) return status;
+  surface.reset(made);
+  surface->SetPts(static_cast<int64_t>(frame.pts / kNsPerTick));
+  if (!keyframe) return Status::Ok();
+  const AmfCodecNames& names = AmfNames(settings_.codec);
+  status = AmfStatus(surface->SetProperty(names.force_picture, NumberValue(names.force_keyframe)),
+                     "forcing a keyframe");
+  if (!status.ok() || names.insert_sequence == nullptr) return status;
+  AMFVariantStruct yes;
+  yes.type = AMFVariantStruct::Bool;
+  yes.flag = true;
+  return AmfStatus(surface->SetProperty(names.insert_sequence, yes), "inserting a header");
+}
+
+template <typename Call>
+Status AmfEncoder::Insist(const char* name, Call call) {
+  for (uint32_t waited_ms = 0; waited_ms < kFullQueueMs;) {
+    const AMF_RESULT result = call();
+    if (result == AMF_NEED_MORE_INPUT) return Status::Ok();
+    if (result != AMF_INPUT_FULL) return AmfStatus(result, name);
+    bool taken = false;
+    if (Status status = Receive(taken); !status.ok()) return status;
+    if (taken) continue;
+    PauseMs(1);
+    ++waited_ms;
+  }
+  return {StatusCode::DriverError, std::string(name) + " failed: the encoder's queue stays full"};
+}
+
+Status AmfEncoder::Receive(bool& taken) {
+  taken = false;
+  AMFData* made = nullptr;
+  const AMF_RESULT result = component_->QueryOutput(&made);
+  const AmfRef<AMFData> data(made);
+  if (result == AMF_EOF) finished_ = true;
+  if (result == AMF_EOF || result == AMF_REPEAT || result == AMF_NEED_MORE_INPUT) {
+    return Status::Ok();
+  }
+  if (result != AMF_OK) return AmfStatus(result, "QueryOutput");
+  if (!data) return Status::Ok();
+  taken = true;
+  return Keep(*data);
+}
+
+Status AmfEncoder::Keep(AMFData& data) {
+  const AmfRef<AMFBuffer> buffer = AsBuffer(data);
+  if (!buffer) return {StatusCode::DriverError, "AMF gave something that is no packet"};
+  Slot& slot = slots_[encoded_ % kSlots];
+  if (encoded_ == submitted_ || data.GetPts() != static_cast<int64_t>(slot.pts / kNsPerTick)) {
+    return {StatusCode::DriverError, "the encoder gave packets out of order"};
+  }
+  AMFVariantStruct type;
+  Status status =
+      AmfStatus(data.GetProperty(AmfNames(settings_.codec).picture_type, &type), "reading a type");
+  if (!status.ok()) return status;
+  slot.packet.data = PacketPayload(settings_.codec, BytesOf(*buffer));
+  slot.packet.pts = slot.packet.dts = static_cast<int64_t>(slot.pts);
+  slot.packet.keyframe = type.type == AMFVariantStruct::Int64 && type.number == 0;
+  slot.picture.reset();
+  ++encoded_;
+  return Status::Ok();
+}
+
+CollectResult AmfEncoder::Collect(EncodedPacket& packet, Status& status) {
+  status = Status::Ok();
+  bool taken = false;
+  if (collected_ == encoded_ && !finished_ && initialised_) status = Receive(taken);
+  if (collected_ == encoded_) {
+    return finished_ && status.ok() ? CollectResult::Finished : CollectResult::NothingYet;
+  }
+  packet = std::move(slots_[collected_ % kSlots].packet);
+  ++collected_;
+  return CollectResult::Packet;
+}
+
+Status AmfEncoder::Drain() {
+  if (!initialised_) return {StatusCode::DriverError, "encoder not initialised"};
+  if (draining_) return Status::Ok();
+  draining_ = true;
+  return Insist("Drain", [&] { return component_->Drain(); });
+}
+
+}  // namespace orventa

@@ -1,0 +1,240 @@
+#include "encoders/amf/amf_options.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+
+#include "base/log.h"
+
+namespace orventa {
+namespace {
+
+using amf::AMFVariantStruct;
+
+constexpr uint32_t kMaxQp = 51;
+
+constexpr std::array<AmfCodecNames, kCodecCount> kNames = {{
+    {L"AMFVideoEncoderVCE_AVC", L"ExtraData", nullptr, L"ForcePictureType", 2, nullptr,
+     L"OutputDataType"},
+    {L"AMFVideoEncoderHW_HEVC", L"HevcExtraData", L"HevcInHDRMetadata", L"HevcForcePictureType", 2,
+     nullptr, L"HevcOutputDataType"},
+    {L"AMFVideoEncoderHW_AV1", L"Av1ExtraData", L"Av1InHDRMetadata", L"Av1ForceFrameType", 1,
+     L"Av1ForceInsertSequenceHeader", L"Av1OutputFrameType"},
+}};
+
+struct Preset {
+  const char* name;
+  const char* description;
+  std::array<int64_t, kCodecCount> numbers;
+};
+constexpr Preset kPresets[] = {{"speed", "fastest", {1, 10, 100}},
+                               {"balanced", "medium", {0, 5, 70}},
+                               {"quality", "slow, good quality", {2, 0, 30}}};
+constexpr size_t kDefaultPreset = 1;
+
+size_t PresetIndex(const std::string& name) {
+  const auto found = std::find_if(std::begin(kPresets), std::end(kPresets),
+                                  [&](const Preset& preset) { return preset.name == name; });
+  return static_cast<size_t>(found - std::begin(kPresets));
+}
+
+AMFVariantStruct Bool(bool flag) {
+  AMFVariantStruct value;
+  value.type = AMFVariantStruct::Bool;
+  value.flag = flag;
+  return value;
+}
+
+AMFVariantStruct Int(int64_t number) {
+  AMFVariantStruct value;
+  value.type = AMFVariantStruct::Int64;
+  value.number = number;
+  return value;
+}
+
+AMFVariantStruct Pair(AMFVariantStruct::Type type, uint32_t first, uint32_t second) {
+  AMFVariantStruct value;
+  value.type = type;
+  value.pair = {first, second};
+  return value;
+}
+
+// Gathers properties by their three names; null: this codec has no such one.
+class Properties {
+ public:
+  using Names = std::array<const wchar_t*, kCodecCount>;
+  explicit Properties(Codec codec) : codec_(static_cast<size_t>(codec)) {}
+
+  void Require(const Names& names, const AMFVariantStruct& value) { Add(names, value, true); }
+  void Wish(const Names& names, const AMFVariantStruct& value) { Add(names, value, false); }
+  std::vector<AmfProperty> Take() { return std::move(list_); }
+
+ private:
+  void Add(const Names& names, const AMFVariantStruct& value, bool required) {
+    if (names[codec_] != nullptr) list_.push_back({names[codec_], value, required});
+  }
+
+  const size_t codec_;
+  std::vector<AmfProperty> list_;
+};
+
+void AddPicture(const EncoderSettings& settings, Properties& out) {
+  const bool ten_bit = settings.input_format == EncoderInput::P010;
+  constexpr int64_t kProfileHigh = 100;
+  const int64_t profile = settings.codec == Codec::H264 ? kProfileHigh : 1;
+  const bool main10 = settings.codec == Codec::Hevc && ten_bit;
+  out.Require({L"Profile", L"HevcProfile", L"Av1Profile"}, Int(main10 ? 2 : profile));
+  out.Require({nullptr, L"HevcColorBitDepth", L"Av1ColorBitDepth"}, Int(ten_bit ? 10 : 8));
+  out.Require({L"FrameSize", L"HevcFrameSize", L"Av1FrameSize"},
+              Pair(AMFVariantStruct::Size, settings.width, settings.height));
+  out.Require({L"FrameRate", L"HevcFrameRate", L"Av1FrameRate"},
+              Pair(AMFVariantStruct::Rate, settings.fps_num, settings.fps_den));
+  // Sizes off the encoder's raster are padded in the stream rather than refused.
+  constexpr int64_t kNoRestriction = 3;
+  out.Wish({nullptr, nullptr, L"Av1AlignmentMode"}, Int(kNoRestriction));
+}
+
+void AddRateControl(const EncoderSettings& settings, Properties& out) {
+  const bool avc = settings.codec == Codec::H264;
+  const bool constant_qp = settings.rate_control == RateControl::ConstantQp;
+  const bool constant_rate = settings.rate_control == RateControl::Cbr;
+  constexpr int64_t kPeakConstrained = 2;
+  int64_t method = kPeakConstrained;
+  if (constant_qp) method = 0;
+  if (constant_rate) method = avc ? 1 : 3;
+  out.Require({L"RateControlMethod", L"HevcRateControlMethod", L"Av1RateControlMethod"},
+              Int(method));
+  // Every picture that goes in is to come out.
+  out.Wish({L"RateControlSkipFrameEnable", L"HevcRateControlSkipFrameEnable",
+            L"Av1RateControlSkipFrameEnable"},
+           Bool(false));
+  if (constant_qp) {
+    const int64_t qp = settings.codec == Codec::Av1 ? std::max(settings.qp * 5, 1U) : settings.qp;
+    out.Require({L"QPI", L"HevcQP_I", L"Av1QIndex_Intra"}, Int(qp));
+    out.Require({L"QPP", L"HevcQP_P", L"Av1QIndex_Inter"}, Int(qp));
+    return;
+  }
+  constexpr int64_t kBitsPerKilobit = 1000;
+  const int64_t rate = settings.bitrate_kbps * kBitsPerKilobit;
+  const int64_t peak = constant_rate ? rate : settings.max_bitrate_kbps * kBitsPerKilobit;
+  out.Require({L"TargetBitrate", L"HevcTargetBitrate", L"Av1TargetBitrate"}, Int(rate));
+  out.Require({L"PeakBitrate", L"HevcPeakBitrate", L"Av1PeakBitrate"}, Int(peak));
+  // A second of the peak.
+  out.Wish({L"VBVBufferSize", L"HevcVBVBufferSize", L"Av1VBVBufferSize"}, Int(peak));
+  out.Wish({L"FillerDataEnable", L"HevcFillerDataEnable", L"Av1FillerData"}, Bool(false));
+  out.Wish({L"EnableVBAQ", L"HevcEnableVBAQ", nullptr}, Bool(settings.adaptive_quantization));
+  out.Wish({nullptr, nullptr, L"Av1AQMode"}, Int(settings.adaptive_quantization ? 1 : 0));
+}
+
+void AddPictureGroups(const EncoderSettings& settings, Properties& out) {
+  out.Require({L"IDRPeriod", L"HevcGOPSize", L"Av1GOPSize"}, Int(0));
+  out.Wish({L"BPicturesPattern", nullptr, L"Av1BPicturesPattern"}, Int(0));
+  out.Wish({L"LowLatencyInternal", L"LowLatencyInternal", nullptr}, Bool(settings.low_latency));
+  constexpr int64_t kRealTime = 2;
+  out.Wish({nullptr, nullptr, L"Av1EncodingLatencyMode"},
+           Int(settings.low_latency ? kRealTime : 0));
+}
+
+// Nothing is converted, so what goes in is what comes out.
+void AddColour(const EncoderSettings& settings, Properties& out) {
+  const bool wide = settings.matrix == ColourMatrix::Bt2020;
+  const int64_t limited = wide ? 2 : 1;
+  const int64_t profile = settings.full_range ? limited + 6 : limited;
+  static constexpr std::array<int64_t, 3> kTransfers = {1, 16, 18};  // BT.709, PQ, HLG
+  const int64_t transfer = kTransfers[static_cast<size_t>(settings.transfer)];
+  const int64_t primaries = settings.colour_primaries == ColourPrimaries::Bt2020 ? 9 : 1;
+  const int64_t matrix = wide ? 9 : 1;
+  out.Wish({L"InColorProfile", L"HevcInColorProfile", L"Av1InputColorProfile"}, Int(profile));
+  out.Wish({L"OutColorProfile", L"HevcOutColorProfile", L"Av1OutputColorProfile"}, Int(profile));
+  out.Wish({L"InColorTransferChar", L"HevcInColorTransferChar", L"Av1InputColorTransferChar"},
+           Int(transfer));
+  out.Wish({L"OutColorTransferChar", L"HevcOutColorTransferChar", L"Av1OutputColorTransferChar"},
+           Int(transfer));
+  out.Wish({L"InColorPrimaries", L"HevcInColorPrimaries", L"Av1InputColorPrimaries"},
+           Int(primaries));
+  out.Wish({L"OutColorPrimaries", L"HevcOutColorPrimaries", L"Av1OutputColorPrimaries"},
+           Int(primaries));
+  out.Wish({L"OutMatrixCoeff", L"HevcOutMatrixCoeff", L"Av1OutMatrixCoeff"}, Int(matrix));
+  out.Wish({L"FullRangeColor", nullptr, L"Av1NominalRange"}, Bool(settings.full_range));
+  out.Wish({nullptr, L"HevcNominalRange", nullptr}, Int(settings.full_range ? 1 : 0));
+}
+
+}  // namespace
+
+const AmfCodecNames& AmfNames(Codec codec) {
+  return kNames[std::min<size_t>(static_cast<size_t>(codec), kCodecCount - 1)];
+}
+
+std::vector<EncoderPreset> AmfPresets(Codec codec) {
+  std::vector<EncoderPreset> presets;
+  for (const Preset& preset : kPresets) presets.push_back({codec, preset.name, preset.description});
+  return presets;
+}
+
+Status AmfSettings(const EncoderSettings& wanted, EncoderSettings& out) {
+  if (wanted.width == 0 || wanted.height == 0) {
+    return {StatusCode::InvalidArgument, "zero frame dimensions"};
+  }
+  if (wanted.fps_num == 0 || wanted.fps_den == 0) {
+    return {StatusCode::InvalidArgument, "invalid frame rate"};
+  }
+  if (wanted.input_format == EncoderInput::Bgra) {
+    return {StatusCode::Unsupported, "pictures must come as NV12 or P010"};
+  }
+  if (wanted.codec == Codec::H264 && wanted.input_format == EncoderInput::P010) {
+    return {StatusCode::Unsupported, "h264 is encoded at 8 bits only"};
+  }
+  out = wanted;
+  out.b_frames = 0;
+  out.split_encode = SplitEncode::Automatic;
+  out.max_bitrate_kbps = std::max(out.max_bitrate_kbps, out.bitrate_kbps);
+  out.qp = std::min(out.qp, kMaxQp);
+  if (PresetIndex(out.preset) < std::size(kPresets)) return Status::Ok();
+  if (!out.preset.empty()) {
+    LogInfo("encoder: AMF has no preset \"%s\"", out.preset.c_str());
+  }
+  out.preset = kPresets[kDefaultPreset].name;
+  return Status::Ok();
+}
+
+std::vector<AmfProperty> AmfProperties(const EncoderSettings& settings) {
+  Properties out(settings.codec);
+  // First of all: it sets all the others. This one has the same number in each codec
+  // and adds nothing that would have to be taken back.
+  constexpr int64_t kTranscoding = 0;
+  out.Require({L"Usage", L"HevcUsage", L"Av1Usage"}, Int(kTranscoding));
+  AddPicture(settings, out);
+  const Preset& preset = kPresets[std::min(PresetIndex(settings.preset), std::size(kPresets) - 1)];
+  out.Wish({L"QualityPreset", L"HevcQualityPreset", L"Av1QualityPreset"},
+           Int(preset.numbers[static_cast<size_t>(settings.codec)]));
+  AddRateControl(settings, out);
+  AddPictureGroups(settings, out);
+  AddColour(settings, out);
+  return out.Take();
+}
+
+uint64_t AmfKeyframeDistance(const EncoderSettings& settings) {
+  const uint64_t frames =
+      uint64_t{std::max(settings.keyframe_seconds, 1U)} * settings.fps_num + settings.fps_den / 2;
+  return std::max<uint64_t>(frames / settings.fps_den, 1);
+}
+
+amf::AMFHDRMetadata AmfMetadata(const MasteringMetadata& mastering) {
+  const auto scaled = [](float value, float scale, float ceiling) {
+    return std::lround(std::clamp(value * scale, 0.0F, ceiling));
+  };
+  amf::AMFHDRMetadata metadata{};
+  for (size_t i = 0; i < std::size(metadata.primaries); ++i) {
+    metadata.primaries[i] =
+        static_cast<uint16_t>(scaled(mastering.chromaticity[i], 50'000.0F, 65'535.0F));
+  }
+  constexpr float kMost = 2'000'000'000.0F;
+  metadata.max_luminance = static_cast<uint32_t>(scaled(mastering.max_nits, 10'000.0F, kMost));
+  metadata.min_luminance = static_cast<uint32_t>(scaled(mastering.min_nits, 10'000.0F, kMost));
+  metadata.max_content_light = mastering.max_cll;
+  metadata.max_average_light = mastering.max_fall;
+  return metadata;
+}
+
+}  // namespace orventa
