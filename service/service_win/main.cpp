@@ -11,6 +11,8 @@
 #include "base/clock.h"
 #include "base/instance.h"
 #include "base/log.h"
+#include "encoders/amf/amf.h"
+#include "encoders/amf/amf_api.h"
 #include "encoders/nvenc/nvenc.h"
 #include "encoders/nvenc/nvenc_api.h"
 #include "games/targets/known_games.h"
@@ -48,7 +50,8 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) {
   WinDesktop desktop(*clock);
   WinGraphics graphics;
   NvencBackend nvenc(NvencApi::OfDriver, FindAdapterFacts);
-  const BackendList backends = {&nvenc};
+  AmfBackend amf(AmfApi::OfDriver, FindAdapterFacts);
+  const BackendList backends = {&nvenc, &amf};
   const std::unique_ptr<ISoundSources> sound = MakeWinSound(*clock);
   const std::unique_ptr<IKnownGames> known_games = MakeKnownGames(*clock, folders);
   WinTargets targets(*clock, *known_games);

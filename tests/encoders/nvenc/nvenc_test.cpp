@@ -9,8 +9,8 @@
 #include "encoders/nvenc/nvenc_api.h"
 #include "media/media_win/d3d11_picture.h"
 #include "tests/encoders/fakes/fake_encoders.h"
+#include "tests/encoders/fakes_win/fake_driver.h"
 #include "tests/encoders/nvenc/fake_nvenc.h"
-#include "tests/encoders/nvenc/fake_texture.h"
 
 namespace orventa {
 namespace {
@@ -20,20 +20,14 @@ using namespace nvenc;
 constexpr uint32_t kWidth = 320;
 constexpr uint32_t kHeight = 180;
 
-// Beside the test program, wherever that was started from.
 const std::wstring& FakeLibrary() {
-  static const std::wstring path = [] {
-    std::wstring program(MAX_PATH, L'\0');
-    program.resize(GetModuleFileNameW(nullptr, program.data(), MAX_PATH));
-    return program.substr(0, program.rfind(L'\\')) + L"\\fakes\\nvEncodeAPI64.dll";
-  }();
+  static const std::wstring path = FakeLibraryPath(L"nvEncodeAPI64.dll");
   return path;
 }
 
 FakeNvenc& Fake() {
-  static const auto get = reinterpret_cast<FakeNvencOfFunction>(
-      reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(FakeLibrary().c_str()), "FakeNvencOf")));
-  return *get();
+  static FakeNvenc& fake = SharedWithFake<FakeNvencOfFunction>(FakeLibrary(), "FakeNvencOf");
+  return fake;
 }
 
 FakeTexture the_device;

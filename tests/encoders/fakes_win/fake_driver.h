@@ -1,8 +1,12 @@
-// A texture that is nothing but its references, and a device without even those: for
-// encoders that only hand them on.
+// What stands for a display driver: a texture that is nothing but its references, a
+// device without even those, for encoders that only hand them on, and the libraries.
 #pragma once
 
+#include <windows.h>
+
 #include <d3d11.h>
+
+#include <string>
 
 namespace orventa {
 
@@ -38,6 +42,21 @@ class FakeTexture final : public ID3D11Texture2D {
 // Its references are those of a texture; every other call would crash.
 inline ID3D11Device* FakeD3d11Device(FakeTexture& stand_in) {
   return reinterpret_cast<ID3D11Device*>(&stand_in);
+}
+
+// A fake library of that name, beside the test program, wherever that was started from.
+inline std::wstring FakeLibraryPath(const wchar_t* name) {
+  std::wstring program(MAX_PATH, L'\0');
+  program.resize(GetModuleFileNameW(nullptr, program.data(), MAX_PATH));
+  return program.substr(0, program.rfind(L'\\')) + L"\\fakes\\" + name;
+}
+
+// What a fake library shares with the test, by the export that gives it.
+template <typename Function>
+auto& SharedWithFake(const std::wstring& library, const char* name) {
+  const auto get = reinterpret_cast<Function>(
+      reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(library.c_str()), name)));
+  return *get();
 }
 
 }  // namespace orventa
