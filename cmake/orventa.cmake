@@ -66,6 +66,26 @@ function(orventa_library name)
   endif()
 endfunction()
 
+# orventa_carry_text(library symbol FILE...)
+# Gives a library a std::string_view `symbol` in orventa with the files one after the
+# other.
+function(orventa_carry_text library symbol)
+  set(text)
+  foreach(file IN LISTS ARGN)
+    file(READ ${file} part)
+    string(APPEND text "${part}")
+  endforeach()
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${ARGN})
+  file(CONFIGURE OUTPUT ${symbol}.cpp @ONLY CONTENT [[
+#include <string_view>
+namespace orventa {
+extern const std::string_view @symbol@;
+const std::string_view @symbol@ = R"text(@text@)text";
+}  // namespace orventa
+]])
+  target_sources(${library} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${symbol}.cpp)
+endfunction()
+
 # orventa_test(name [DISPLAY|SOUND] [SOURCES portable...] [WIN ...] [LINUX ...] LIBS ...
 #              [LINUX_LIBS ...])
 # One program a folder; a ctest test of the same name, under Wine for Windows, with

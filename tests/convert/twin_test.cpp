@@ -2,15 +2,18 @@
 // against each other.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 
+#include "compare.h"
 #include "convert/memory_converter.h"
 #include "convert/reference.h"
 #include "pictures.h"
 
 namespace orventa {
 namespace {
+
+using test::Compare;
+using test::Difference;
 
 std::vector<Instructions> Available() {
   std::vector<Instructions> sets = {Instructions::Portable};
@@ -28,30 +31,6 @@ std::shared_ptr<const MemoryPicture> Converted(const ConverterSettings& settings
   status = converter->Convert(input, keep);
   EXPECT_TRUE(status.ok()) << status.ToString();
   return {keep, keep->InMemory()};
-}
-
-struct Difference {
-  uint32_t most = 0;
-  size_t codes = 0;
-  size_t different = 0;
-};
-
-Difference Compare(const MemoryPicture& a, const MemoryPicture& b) {
-  Difference found;
-  const uint32_t unit = a.format() == PixelFormat::P010 ? 64 : 1;
-  for (size_t plane = 0; plane < 2; ++plane) {
-    for (size_t y = 0; y < a.height() / (plane + 1); ++y) {
-      for (size_t x = 0; x < a.width(); ++x) {
-        const uint32_t m = test::CodeAt(a, plane, x, y);
-        const uint32_t n = test::CodeAt(b, plane, x, y);
-        const uint32_t apart = (std::max(m, n) - std::min(m, n)) / unit;
-        found.most = std::max(found.most, apart);
-        ++found.codes;
-        if (m != n) ++found.different;
-      }
-    }
-  }
-  return found;
 }
 
 ConverterSettings Settings(const MemoryPicture& input, uint32_t width, uint32_t height) {

@@ -4,9 +4,10 @@
 // and is the twin that the shaders are held against. Engine thread.
 // colour.h has the arithmetic, geometry.h where every tap falls, reference.h both put
 // together plainly; code_frame.h and float_frame.h are the quick ways, sdr_tables.h
-// that of screenshots.
+// that of screenshots; convert_shaders.h and convert_win/ that of the graphics card.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 
@@ -17,6 +18,8 @@ namespace orventa {
 
 // What the game really draws on an HDR display.
 enum class DrawnClass : uint32_t { HdrOrUnknown = 0, Sdr8Bit = 1, Sdr10Bit = 2 };
+inline constexpr std::array kDrawnClasses = {DrawnClass::HdrOrUnknown, DrawnClass::Sdr8Bit,
+                                             DrawnClass::Sdr10Bit};
 
 // A rectangle of the source, in pixels. All zero: the whole picture.
 struct SourceRect {

@@ -11,12 +11,7 @@
 
 namespace orventa {
 
-// InvalidArgument unless `sdr_white` is above 0 and both can be reckoned with.
-Status CheckTone(float sdr_white, float peak);
-
-// InvalidArgument unless the picture lies in memory and has the size and a format
-// that the converter takes: half floats when made for them; codes always, as a
-// capture on an HDR display may go over to them, but never to write HDR10.
+// CheckPicture for one that lies in memory.
 Status CheckInput(const ConverterSettings& settings, const Picture& input);
 
 // A NV12 or P010 picture, black all over.

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "convert/colour.h"
+#include "convert/converter_checks.h"
 #include "convert/geometry.h"
 #include "convert/half_pixels.h"
 #include "convert/memory_converter.h"

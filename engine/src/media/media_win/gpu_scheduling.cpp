@@ -2,8 +2,7 @@
 
 #include <windows.h>
 
-#include <bit>
-
+#include "base/base_win/win32.h"
 #include "base/text.h"
 
 namespace orventa {
@@ -17,13 +16,14 @@ using SetClass = LONG(WINAPI*)(HANDLE process, int scheduling_class);
 }  // namespace
 
 Status RaiseGpuSchedulingClass() {
-  const HMODULE gdi = LoadLibraryExW(L"gdi32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
-  const FARPROC found =
-      gdi != nullptr ? GetProcAddress(gdi, "D3DKMTSetProcessSchedulingPriorityClass") : nullptr;
-  if (found == nullptr) return {StatusCode::Unsupported, "no scheduling classes for the card here"};
+  static const auto set_class =
+      SystemFunction<SetClass>(L"gdi32.dll", "D3DKMTSetProcessSchedulingPriorityClass");
+  if (set_class == nullptr) {
+    return {StatusCode::Unsupported, "no scheduling classes for the card here"};
+  }
   LONG result = 0;
   for (const int scheduling_class : {kTopClass, kHighClass}) {
-    result = std::bit_cast<SetClass>(found)(GetCurrentProcess(), scheduling_class);
+    result = set_class(GetCurrentProcess(), scheduling_class);
     if (result >= 0) return Status::Ok();
   }
   return {StatusCode::Refused, Format("the card's scheduling class was refused (0x%08lX)",

@@ -1,5 +1,6 @@
 #include "video/video_win/win_graphics.h"
 
+#include "convert/convert_win/frame_converter.h"
 #include "media/media_win/d3d11_device.h"
 
 namespace orventa {
@@ -17,9 +18,11 @@ Status WinGraphics::CreateCapture(GraphicsDevice&, const CaptureTarget&, const C
   return {StatusCode::Unsupported, "screen capture on Windows is not here yet"};
 }
 
-Status WinGraphics::CreateConverter(GraphicsDevice&, const ConverterSettings&,
-                                    std::unique_ptr<IFrameConverter>&) {
-  return {StatusCode::Unsupported, "frame conversion on Windows is not here yet"};
+Status WinGraphics::CreateConverter(GraphicsDevice& device, const ConverterSettings& settings,
+                                    std::unique_ptr<IFrameConverter>& converter) {
+  const D3d11Device* const d3d11 = D3d11Device::From(device);
+  if (d3d11 == nullptr) return {StatusCode::InvalidArgument, "null D3D11 device"};
+  return FrameConverter::Create(*d3d11, settings, converter);
 }
 
 }  // namespace orventa
