@@ -14,7 +14,9 @@ endif()
 
 find_program(ORVENTA_CCACHE ccache)
 if(ORVENTA_CCACHE)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${ORVENTA_CCACHE})
+  # By paths from the tree, so that one clone finds what another has compiled.
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}
+    CCACHE_NOHASHDIR=1 ${ORVENTA_CCACHE})
 endif()
 
 find_package(Threads REQUIRED)
