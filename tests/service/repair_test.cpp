@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <map>
 #include <utility>
 
@@ -39,7 +40,9 @@ class Repair : public testing::Test {
   void AskAfter(uint64_t ms, const std::string& verb, const std::string& body) {
     platform.After(ms, [this, verb, body] { answers.push_back(platform.Ask(verb, body)); });
   }
-  long Tries(const std::string& name) const { return std::count(tried.begin(), tried.end(), name); }
+  ptrdiff_t Tries(const std::string& name) const {
+    return std::count(tried.begin(), tried.end(), name);
+  }
 
   FakePlatform platform;
   uint64_t takes_ns = 0;                            // each repair
