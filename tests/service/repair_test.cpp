@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <filesystem>
 #include <map>
 #include <utility>
 
@@ -30,9 +31,14 @@ class Repair : public testing::Test {
       return status;
     };
   }
-  // In the default folder of recordings.
+  // In the default folder of recordings, as the system writes paths.
+  std::string PathOf(const std::string& name) const {
+    return std::filesystem::path(platform.Folder("videos/ORVENTA/" + name))
+        .make_preferred()
+        .string();
+  }
   std::string Make(const std::string& name) {
-    const std::string path = platform.Folder("videos/ORVENTA/" + name);
+    const std::string path = PathOf(name);
     EXPECT_TRUE(CreateFolders(ParentFolder(path)).ok());
     EXPECT_TRUE(WriteFileAtomically(path, "x", KeepBackup::No).ok());
     return path;
@@ -90,7 +96,7 @@ TEST_F(Repair, NobodyWaitsForItAndNoFileAtWorkIsTouched) {
   platform.on_engine = [this](FakeEngine& engine) {
     engine.ChangeStatus([this](EngineSnapshot& status) {
       status.recording = true;
-      status.recording_path = platform.Folder("videos/ORVENTA/running.mp4");
+      status.recording_path = PathOf("running.mp4");
     });
   };
   uint64_t saved_after_ms = 0;
