@@ -22,21 +22,6 @@ def top_boxes(path):
     return names
 
 
-def top_boxes_until_torn(path):
-    """The names of the whole top-level boxes of a file that may have been cut off."""
-    names, position, size = [], 0, os.path.getsize(path)
-    with open(path, "rb") as file:
-        while position + 16 <= size:
-            file.seek(position)
-            length, name, large = struct.unpack(">I4sQ", file.read(16))
-            length = large if length == 1 else length
-            if length < 8 or position + length > size:
-                break
-            names.append(name.decode("latin-1"))
-            position += length
-    return names
-
-
 def probe(path):
     done = subprocess.run(
         ["ffprobe", "-v", "error", "-of", "json", "-show_streams", "-show_format", path],
