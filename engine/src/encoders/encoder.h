@@ -1,7 +1,8 @@
 // What every video encoder looks like to the engine, and the settings that open
 // one. A backend is one way to encode (a vendor's interface, a library); it keeps
 // no per-encoder state. An encoder is used by one thread at a time.
-// Packets come in the order of submission: no backend reorders, so dts equals pts.
+// Packets come in the order of submission unless B-frames were asked for; dts always
+// equals pts.
 #pragma once
 
 #include <cstdint>
@@ -105,7 +106,8 @@ class IVideoEncoder {
 
   // Queues one frame. May block for as long as encoding it takes.
   virtual Status Submit(const EncoderFrame& frame) = 0;
-  // Never blocks. An error is NothingYet with a failed `status`.
+  // Never waits for more frames, at most for a card to finish the packet. An error is
+  // NothingYet with a failed `status`.
   virtual CollectResult Collect(EncodedPacket& packet, Status& status) = 0;
   // No more frames come; what is inside can still be collected, up to Finished.
   virtual Status Drain() = 0;
