@@ -91,6 +91,7 @@ TEST_F(Nvenc, TellsWhyItsLibraryDoesNotLoad) {
     Status expected;
   };
   using enum StatusCode;
+  const wchar_t* const fake = FakeLibrary().c_str();
   const Row rows[] = {
       {L"no such.dll",
        "",
@@ -100,26 +101,26 @@ TEST_F(Nvenc, TellsWhyItsLibraryDoesNotLoad) {
        "",
        208,
        {BackendUnavailable, "nvEncodeAPI64.dll is missing expected exports"}},
-      {FakeLibrary().c_str(),
+      {fake,
        "NvEncodeAPIGetMaxSupportedVersion",
        208,
        {DriverError, "NvEncodeAPIGetMaxSupportedVersion failed"}},
-      {FakeLibrary().c_str(),
+      {fake,
        "",
        12 * 16 + 2,
        {BackendUnavailable,
         "NVIDIA driver is too old for NVENC API 13.0 (driver reports 12.2) -- please update."}},
-      {FakeLibrary().c_str(),
-       "NvEncodeAPICreateInstance",
-       208,
-       {DriverError, "NvEncodeAPICreateInstance failed"}},
-      {FakeLibrary().c_str(), "", 14 * 16, {}},
+      {fake, "NvEncodeAPICreateInstance", 208, {DriverError, "NvEncodeAPICreateInstance failed"}},
+      {fake, "", 14 * 16, {}},
   };
   for (const Row& row : rows) {
     Fake().failing_call = row.failing_call;
     Fake().failure = 20;
     Fake().max_version = row.version;
-    EXPECT_EQ(NvencApi(row.library, 0).failure(), row.expected) << row.failing_call;
+    const bool of_system = row.library != fake;
+    EXPECT_EQ(NvencApi(row.library, of_system ? LOAD_LIBRARY_SEARCH_SYSTEM32 : 0).failure(),
+              row.expected)
+        << row.failing_call;
   }
 }
 
