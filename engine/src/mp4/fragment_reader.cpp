@@ -5,13 +5,13 @@
 
 #include "mp4/box_reader.h"
 #include "mp4/fragment.h"
+#include "mp4/recording_layout.h"
 
 namespace orventa {
 namespace {
 
 using Bytes = std::span<const uint8_t>;
 
-constexpr uint64_t kMaxMoofBytes = 0x1000000;
 // One week.
 constexpr uint64_t kMaxFragmentsSeconds = 604800;
 
@@ -56,7 +56,7 @@ class FragmentPass {
     std::vector<uint8_t> moof;
     for (FileBox box; boxes.Next(box);) {
       if (box.type != FourCc("moof")) continue;
-      if (box.size > kMaxMoofBytes) return RefuseFile("a fragment's index is implausibly large");
+      if (box.size >= kMaxMoofBytes) return RefuseFile("a fragment's index is implausibly large");
       moof.resize(static_cast<size_t>(box.body_bytes()));
       if (!ReadExactly(file_, box.body_offset(), moof)) break;
       if (Status status = ReadMoof(moof, box.offset); !status.ok()) return status;

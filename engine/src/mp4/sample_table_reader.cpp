@@ -54,8 +54,12 @@ Status ReadSizes(Bytes stsz, SampleBudget& budget, std::vector<Mp4Sample>& sampl
     return RefuseFile("the sample size table is short");
   }
   if (Status status = budget.Take(count); !status.ok()) return status;
-  samples.resize(count);
-  for (Mp4Sample& sample : samples) sample.size = listed ? in.U32() : common_size;
+  samples.reserve(count);
+  for (uint32_t i = 0; i < count; ++i) {
+    Mp4Sample sample;
+    sample.size = listed ? in.U32() : common_size;
+    samples.push_back(sample);
+  }
   return Status::Ok();
 }
 
@@ -133,8 +137,10 @@ void ExpandRuns(Bytes body, std::vector<Mp4Sample>& samples, Set set) {
 
 void MarkSyncSamples(Bytes stbl, std::vector<Mp4Sample>& samples) {
   const auto stss = FindBox(stbl, FourCc("stss"));
-  for (Mp4Sample& sample : samples) sample.sync = !stss;
-  if (!stss) return;
+  if (!stss) {
+    for (Mp4Sample& sample : samples) sample.sync = true;
+    return;
+  }
   const Rows numbers(stss->body, 4);
   for (size_t row = 0; row < numbers.count(); ++row) {
     const uint32_t number = numbers[row].U32();
@@ -183,10 +189,12 @@ Status ReadSampleTables(Bytes stbl, SampleBudget& budget, Mp4Samples& track,
   });
   // Signed in every version: version 0 has it unsigned, and is written with
   // negative offsets all the same.
-  ExpandRuns(BodyOf(stbl, FourCc("ctts")), samples, [](Mp4Sample& sample, uint32_t offset) {
-    sample.composition_offset = static_cast<int32_t>(offset);
-  });
-  FindReordering(track);
+  if (const auto ctts = FindBox(stbl, FourCc("ctts"))) {
+    ExpandRuns(ctts->body, samples, [](Mp4Sample& sample, uint32_t offset) {
+      sample.composition_offset = static_cast<int32_t>(offset);
+    });
+    FindReordering(track);
+  }
   MarkSyncSamples(stbl, samples);
   return Status::Ok();
 }
