@@ -9,6 +9,7 @@
 #include "mp4/box_io.h"
 #include "mp4/mp4.h"
 #include "mp4/mp4_writer.h"
+#include "mp4/repair.h"
 #include "tests/fakes/temp_folder.h"
 #include "tests/mp4/box_walker.h"
 #include "tests/mp4/clip_fixture.h"
@@ -175,6 +176,12 @@ TEST_F(Reader, ARecordingIsReadBeforeAndAfterItsEnd) {
       ASSERT_EQ(part[i].sync, whole[i].sync) << i;
     }
   }
+  test::WriteFile(path_, cut_off);
+  ASSERT_EQ(FinishInterrupted(path_), Status::Ok());
+  ASSERT_EQ(reader_.Open(path_), Status::Ok());
+  EXPECT_GE(reader_.contents().video.samples.size(), 60u);
+  EXPECT_EQ(reader_.contents().sound.size(), 1u);
+
   const Bytes late = Set(cut_off, "moof/traf/tfdt", 4, 8, uint64_t{604801} * 120000);
   EXPECT_EQ(Open(late, Fragments::Read).message(), "the fragments' length is not to be believed");
   const Bytes mute = Rename(Rename(cut_off, "moof", "skip"), "moof", "skip");
