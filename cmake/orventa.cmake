@@ -32,7 +32,9 @@ target_link_libraries(orventa_flags INTERFACE Threads::Threads)
 if(ORVENTA_PLATFORM STREQUAL win)
   target_compile_definitions(orventa_flags INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
     _WIN32_WINNT=0x0A00 WINVER=0x0A00)
-  target_link_options(orventa_flags INTERFACE -static -static-libgcc -static-libstdc++)
+  # The same source gives the same bytes: no time of the build in them.
+  target_link_options(orventa_flags INTERFACE -static -static-libgcc -static-libstdc++
+    -Wl,--no-insert-timestamp)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   target_compile_options(orventa_flags INTERFACE -Wthread-safety)
