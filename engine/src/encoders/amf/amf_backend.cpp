@@ -1,7 +1,7 @@
 #include "encoders/amf/amf.h"
 #include "encoders/amf/amf_api.h"
 #include "encoders/amf/amf_encoder.h"
-#include "encoders/amf/amf_options.h"
+#include "encoders/card_rules.h"
 
 namespace orventa {
 namespace {
@@ -13,15 +13,8 @@ constexpr uint32_t kAmd = 0x1002;
 bool Opens(const AmfApi& api, const AdapterFacts& adapter, Codec codec, EncoderInput input,
            CodecCaps& row) {
   EncoderSettings settings;
-  settings.codec = codec;
-  settings.input_format = input;
-  settings.width = 640;
-  settings.height = 360;
-  settings.bitrate_kbps = 2000;
-  settings.max_bitrate_kbps = 3000;
-  EncoderSettings effective;
-  if (!AmfSettings(settings, effective).ok()) return false;
-  AmfEncoder encoder(api, adapter, std::move(effective));
+  if (!PlainCardSettings("AMF", TrialSettings(codec, input), settings).ok()) return false;
+  AmfEncoder encoder(api, adapter, std::move(settings));
   if (!encoder.Open().ok()) return false;
   encoder.ReadLimits(row.max_width, row.max_height);
   // Limits of the generations of hardware in use, for a runtime that tells none.
@@ -74,11 +67,7 @@ std::vector<Codec> AmfBackend::Capabilities() const {
 }
 
 std::vector<EncoderPreset> AmfBackend::Presets() const {
-  std::vector<EncoderPreset> presets;
-  for (const Codec codec : Capabilities()) {
-    for (EncoderPreset& preset : AmfPresets(codec)) presets.push_back(std::move(preset));
-  }
-  return presets;
+  return SpeedPresets();
 }
 
 Status AmfBackend::Create(GraphicsDevice& device, const EncoderSettings& settings,
@@ -87,9 +76,10 @@ Status AmfBackend::Create(GraphicsDevice& device, const EncoderSettings& setting
   AdapterFacts adapter;
   if (Status status = Find(device, adapter); !status.ok()) return status;
   EncoderSettings effective;
-  if (Status status = AmfSettings(settings, effective); !status.ok()) return status;
+  Status status = PlainCardSettings(Name(), settings, effective);
+  if (!status.ok()) return status;
   auto made = std::make_unique<AmfEncoder>(library_(), adapter, std::move(effective));
-  if (Status status = made->Open(); !status.ok()) return status;
+  if (status = made->Open(); !status.ok()) return status;
   encoder = std::move(made);
   return Status::Ok();
 }

@@ -5,10 +5,10 @@
 
 #include "base/base_win/win32.h"
 #include "base/log.h"
-#include "base/text.h"
 #include "encoders/amf/amf_options.h"
 #include "encoders/bitstream.h"
-#include "media/media_win/d3d11_picture.h"
+#include "encoders/card_rules.h"
+#include "encoders/encoders_win/frame_texture.h"
 
 namespace orventa {
 namespace {
@@ -18,10 +18,6 @@ using namespace amf;
 constexpr uint64_t kNsPerTick = 100;
 // A queue that stays full for longer than this is stuck.
 constexpr uint32_t kFullQueueMs = 2000;
-
-PixelFormat WantedPicture(const EncoderSettings& settings) {
-  return settings.input_format == EncoderInput::P010 ? PixelFormat::P010 : PixelFormat::Nv12;
-}
 
 AMFVariantStruct ObjectValue(AMFInterface* object) {
   AMFVariantStruct value;
@@ -54,7 +50,7 @@ AmfEncoder::AmfEncoder(const AmfApi& api, const AdapterFacts& adapter, EncoderSe
     : api_(api),
       adapter_(adapter),
       settings_(std::move(settings)),
-      keyframe_distance_(AmfKeyframeDistance(settings_)) {}
+      pictures_(KeyframeDistance(settings_)) {}
 
 AmfEncoder::~AmfEncoder() {
   // What never got through Init would answer with an error.
@@ -138,40 +134,22 @@ void AmfEncoder::ReadLimits(uint32_t& width, uint32_t& height) const {
 
 Status AmfEncoder::Submit(const EncoderFrame& frame) {
   if (Status status = Check(frame); !status.ok()) return status;
-  const bool keyframe =
-      frame.force_keyframe || submitted_ == 0 || since_keyframe_ + 1 == keyframe_distance_;
   AmfRef<AMFSurface> surface;
-  if (Status status = Wrap(frame, keyframe, surface); !status.ok()) return status;
-  Slot& slot = slots_[submitted_ % kSlots];
-  slot.pts = frame.pts;
-  slot.picture = frame.picture;
-  Status status = Insist("SubmitInput", [&] { return component_->SubmitInput(surface.get()); });
-  if (!status.ok()) {
-    slot.picture.reset();
+  if (Status status = Wrap(frame, pictures_.IsKeyframe(frame), surface); !status.ok()) {
     return status;
   }
-  ++submitted_;
-  since_keyframe_ = keyframe ? 0 : since_keyframe_ + 1;
-  return Status::Ok();
+  Status status = Insist("SubmitInput", [&] { return component_->SubmitInput(surface.get()); });
+  if (status.ok()) pictures_.Add(frame);
+  return status;
 }
 
 Status AmfEncoder::Check(const EncoderFrame& frame) const {
   if (!initialised_) return {StatusCode::DriverError, "encoder not initialised"};
   if (draining_) return {StatusCode::InvalidArgument, "Submit after Drain"};
-  const D3d11Picture* picture = frame.picture ? D3d11Picture::From(*frame.picture) : nullptr;
-  if (picture == nullptr || picture->texture() == nullptr || picture->sub_resource() != 0) {
-    return {StatusCode::InvalidArgument, "null input texture"};
-  }
-  if (picture->width() != settings_.width || picture->height() != settings_.height ||
-      picture->format() != WantedPicture(settings_)) {
-    return {StatusCode::InvalidArgument,
-            Format("the picture of %ux%u does not fit the encoder of %ux%u", picture->width(),
-                   picture->height(), settings_.width, settings_.height)};
-  }
-  if (submitted_ - collected_ == kSlots) {
-    return {StatusCode::OutOfMemory, "too many packets wait to be collected"};
-  }
-  return Status::Ok();
+  const D3d11Picture* picture = nullptr;
+  if (Status status = FrameTexture(frame, settings_, picture); !status.ok()) return status;
+  if (picture->sub_resource() != 0) return {StatusCode::InvalidArgument, "null input texture"};
+  return pictures_.CheckRoom();
 }
 
 Status AmfEncoder::Wrap(const EncoderFrame& frame, bool keyframe,
@@ -227,31 +205,23 @@ Status AmfEncoder::Receive(bool& taken) {
 Status AmfEncoder::Keep(AMFData& data) {
   const AmfRef<AMFBuffer> buffer = AsBuffer(data);
   if (!buffer) return {StatusCode::DriverError, "AMF gave something that is no packet"};
-  Slot& slot = slots_[encoded_ % kSlots];
-  if (encoded_ == submitted_ || data.GetPts() != static_cast<int64_t>(slot.pts / kNsPerTick)) {
-    return {StatusCode::DriverError, "the encoder gave packets out of order"};
-  }
   AMFVariantStruct type;
   Status status =
       AmfStatus(data.GetProperty(AmfNames(settings_.codec).picture_type, &type), "reading a type");
   if (!status.ok()) return status;
-  slot.packet.data = PacketPayload(settings_.codec, BytesOf(*buffer));
-  slot.packet.pts = slot.packet.dts = static_cast<int64_t>(slot.pts);
-  slot.packet.keyframe = type.type == AMFVariantStruct::Int64 && type.number == 0;
-  slot.picture.reset();
-  ++encoded_;
-  return Status::Ok();
+  const bool keyframe = type.type == AMFVariantStruct::Int64 && type.number == 0;
+  return pictures_.Keep(static_cast<uint64_t>(data.GetPts()) * kNsPerTick, kNsPerTick, keyframe,
+                        PacketPayload(settings_.codec, BytesOf(*buffer)));
 }
 
 CollectResult AmfEncoder::Collect(EncodedPacket& packet, Status& status) {
   status = Status::Ok();
   bool taken = false;
-  if (collected_ == encoded_ && !finished_ && initialised_) status = Receive(taken);
-  if (collected_ == encoded_) {
+  if (!pictures_.HasPacket() && !finished_ && initialised_) status = Receive(taken);
+  if (!pictures_.HasPacket()) {
     return finished_ && status.ok() ? CollectResult::Finished : CollectResult::NothingYet;
   }
-  packet = std::move(slots_[collected_ % kSlots].packet);
-  ++collected_;
+  packet = pictures_.Take();
   return CollectResult::Packet;
 }
 

@@ -3,18 +3,18 @@
 // Packets come in the order of submission. Used by one thread at a time.
 #pragma once
 
-#include <array>
 #include <vector>
 
 #include "encoders/amf/amf_api.h"
 #include "encoders/encoder.h"
+#include "encoders/picture_queue.h"
 #include "media/media_win/adapter_facts.h"
 
 namespace orventa {
 
 class AmfEncoder final : public IVideoEncoder {
  public:
-  // `settings` as AmfSettings gives them. A context of one encoder only.
+  // `settings` as PlainCardSettings gives them. A context of one encoder only.
   AmfEncoder(const AmfApi& api, const AdapterFacts& adapter, EncoderSettings settings);
   ~AmfEncoder() override;
 
@@ -35,14 +35,6 @@ class AmfEncoder final : public IVideoEncoder {
   bool SlimPool() const override { return false; }
 
  private:
-  // More pictures than the library's own queue takes.
-  static constexpr uint64_t kSlots = 64;
-  struct Slot {
-    uint64_t pts = 0;  // ns; the library counts in a coarser unit
-    PictureRef picture;
-    EncodedPacket packet;
-  };
-
   Status Configure();
   Status SetMetadata();
   Status ReadHeader();
@@ -59,19 +51,15 @@ class AmfEncoder final : public IVideoEncoder {
   const AmfApi& api_;
   const AdapterFacts adapter_;  // its device outlives the context
   const EncoderSettings settings_;
-  const uint64_t keyframe_distance_;
 
   AmfContextRef context_;
   AmfRef<amf::AMFComponent> component_;
   bool initialised_ = false;
   std::vector<uint8_t> header_;
 
-  // Picture n lies in slot n % kSlots. collected_ <= encoded_ <= submitted_.
-  std::array<Slot, kSlots> slots_;
-  uint64_t submitted_ = 0;
-  uint64_t encoded_ = 0;
-  uint64_t collected_ = 0;
-  uint64_t since_keyframe_ = 0;
+  // The encoder is told of each keyframe by itself: the library's own period does not go
+  // with forced ones, and ends at a thousand.
+  PictureQueue pictures_;
   bool draining_ = false;
   bool finished_ = false;
 };

@@ -2,17 +2,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <iterator>
 
-#include "base/log.h"
+#include "encoders/card_rules.h"
 
 namespace orventa {
 namespace {
 
 using amf::AMFVariantStruct;
-
-constexpr uint32_t kMaxQp = 51;
 
 constexpr std::array<AmfCodecNames, kCodecCount> kNames = {{
     {L"AMFVideoEncoderVCE_AVC", L"ExtraData", nullptr, L"ForcePictureType", 2, nullptr,
@@ -23,21 +20,8 @@ constexpr std::array<AmfCodecNames, kCodecCount> kNames = {{
      L"Av1ForceInsertSequenceHeader", L"Av1OutputFrameType"},
 }};
 
-struct Preset {
-  const char* name;
-  const char* description;
-  std::array<int64_t, kCodecCount> numbers;
-};
-constexpr Preset kPresets[] = {{"speed", "fastest", {1, 10, 100}},
-                               {"balanced", "medium", {0, 5, 70}},
-                               {"quality", "slow, good quality", {2, 0, 30}}};
-constexpr size_t kDefaultPreset = 1;
-
-size_t PresetIndex(const std::string& name) {
-  const auto found = std::find_if(std::begin(kPresets), std::end(kPresets),
-                                  [&](const Preset& preset) { return preset.name == name; });
-  return static_cast<size_t>(found - std::begin(kPresets));
-}
+// By preset, slowest last, and codec.
+constexpr int64_t kQualityPresets[][kCodecCount] = {{1, 10, 100}, {0, 5, 70}, {2, 0, 30}};
 
 AMFVariantStruct Bool(bool flag) {
   AMFVariantStruct value;
@@ -110,7 +94,7 @@ void AddRateControl(const EncoderSettings& settings, Properties& out) {
             L"Av1RateControlSkipFrameEnable"},
            Bool(false));
   if (constant_qp) {
-    const int64_t qp = settings.codec == Codec::Av1 ? std::max(settings.qp * 5, 1U) : settings.qp;
+    const int64_t qp = settings.codec == Codec::Av1 ? std::max(CodecQp(settings), 1U) : settings.qp;
     out.Require({L"QPI", L"HevcQP_I", L"Av1QIndex_Intra"}, Int(qp));
     out.Require({L"QPP", L"HevcQP_P", L"Av1QIndex_Inter"}, Int(qp));
     return;
@@ -141,21 +125,18 @@ void AddColour(const EncoderSettings& settings, Properties& out) {
   const bool wide = settings.matrix == ColourMatrix::Bt2020;
   const int64_t limited = wide ? 2 : 1;
   const int64_t profile = settings.full_range ? limited + 6 : limited;
-  static constexpr std::array<int64_t, 3> kTransfers = {1, 16, 18};  // BT.709, PQ, HLG
-  const int64_t transfer = kTransfers[static_cast<size_t>(settings.transfer)];
-  const int64_t primaries = settings.colour_primaries == ColourPrimaries::Bt2020 ? 9 : 1;
-  const int64_t matrix = wide ? 9 : 1;
+  const ColourNumbers colour = ColourNumbersOf(settings);
   out.Wish({L"InColorProfile", L"HevcInColorProfile", L"Av1InputColorProfile"}, Int(profile));
   out.Wish({L"OutColorProfile", L"HevcOutColorProfile", L"Av1OutputColorProfile"}, Int(profile));
   out.Wish({L"InColorTransferChar", L"HevcInColorTransferChar", L"Av1InputColorTransferChar"},
-           Int(transfer));
+           Int(colour.transfer));
   out.Wish({L"OutColorTransferChar", L"HevcOutColorTransferChar", L"Av1OutputColorTransferChar"},
-           Int(transfer));
+           Int(colour.transfer));
   out.Wish({L"InColorPrimaries", L"HevcInColorPrimaries", L"Av1InputColorPrimaries"},
-           Int(primaries));
+           Int(colour.primaries));
   out.Wish({L"OutColorPrimaries", L"HevcOutColorPrimaries", L"Av1OutputColorPrimaries"},
-           Int(primaries));
-  out.Wish({L"OutMatrixCoeff", L"HevcOutMatrixCoeff", L"Av1OutMatrixCoeff"}, Int(matrix));
+           Int(colour.primaries));
+  out.Wish({L"OutMatrixCoeff", L"HevcOutMatrixCoeff", L"Av1OutMatrixCoeff"}, Int(colour.matrix));
   out.Wish({L"FullRangeColor", nullptr, L"Av1NominalRange"}, Bool(settings.full_range));
   out.Wish({nullptr, L"HevcNominalRange", nullptr}, Int(settings.full_range ? 1 : 0));
 }
@@ -166,38 +147,6 @@ const AmfCodecNames& AmfNames(Codec codec) {
   return kNames[std::min<size_t>(static_cast<size_t>(codec), kCodecCount - 1)];
 }
 
-std::vector<EncoderPreset> AmfPresets(Codec codec) {
-  std::vector<EncoderPreset> presets;
-  for (const Preset& preset : kPresets) presets.push_back({codec, preset.name, preset.description});
-  return presets;
-}
-
-Status AmfSettings(const EncoderSettings& wanted, EncoderSettings& out) {
-  if (wanted.width == 0 || wanted.height == 0) {
-    return {StatusCode::InvalidArgument, "zero frame dimensions"};
-  }
-  if (wanted.fps_num == 0 || wanted.fps_den == 0) {
-    return {StatusCode::InvalidArgument, "invalid frame rate"};
-  }
-  if (wanted.input_format == EncoderInput::Bgra) {
-    return {StatusCode::Unsupported, "pictures must come as NV12 or P010"};
-  }
-  if (wanted.codec == Codec::H264 && wanted.input_format == EncoderInput::P010) {
-    return {StatusCode::Unsupported, "h264 is encoded at 8 bits only"};
-  }
-  out = wanted;
-  out.b_frames = 0;
-  out.split_encode = SplitEncode::Automatic;
-  out.max_bitrate_kbps = std::max(out.max_bitrate_kbps, out.bitrate_kbps);
-  out.qp = std::min(out.qp, kMaxQp);
-  if (PresetIndex(out.preset) < std::size(kPresets)) return Status::Ok();
-  if (!out.preset.empty()) {
-    LogInfo("encoder: AMF has no preset \"%s\"", out.preset.c_str());
-  }
-  out.preset = kPresets[kDefaultPreset].name;
-  return Status::Ok();
-}
-
 std::vector<AmfProperty> AmfProperties(const EncoderSettings& settings) {
   Properties out(settings.codec);
   // First of all: it sets all the others. This one has the same number in each codec
@@ -205,33 +154,22 @@ std::vector<AmfProperty> AmfProperties(const EncoderSettings& settings) {
   constexpr int64_t kTranscoding = 0;
   out.Require({L"Usage", L"HevcUsage", L"Av1Usage"}, Int(kTranscoding));
   AddPicture(settings, out);
-  const Preset& preset = kPresets[std::min(PresetIndex(settings.preset), std::size(kPresets) - 1)];
-  out.Wish({L"QualityPreset", L"HevcQualityPreset", L"Av1QualityPreset"},
-           Int(preset.numbers[static_cast<size_t>(settings.codec)]));
+  out.Wish(
+      {L"QualityPreset", L"HevcQualityPreset", L"Av1QualityPreset"},
+      Int(kQualityPresets[SpeedPresetIndex(settings.preset)][static_cast<size_t>(settings.codec)]));
   AddRateControl(settings, out);
   AddPictureGroups(settings, out);
   AddColour(settings, out);
   return out.Take();
 }
 
-uint64_t AmfKeyframeDistance(const EncoderSettings& settings) {
-  const uint64_t frames =
-      uint64_t{std::max(settings.keyframe_seconds, 1U)} * settings.fps_num + settings.fps_den / 2;
-  return std::max<uint64_t>(frames / settings.fps_den, 1);
-}
-
 amf::AMFHDRMetadata AmfMetadata(const MasteringMetadata& mastering) {
-  const auto scaled = [](float value, float scale, float ceiling) {
-    return std::lround(std::clamp(value * scale, 0.0F, ceiling));
-  };
   amf::AMFHDRMetadata metadata{};
   for (size_t i = 0; i < std::size(metadata.primaries); ++i) {
-    metadata.primaries[i] =
-        static_cast<uint16_t>(scaled(mastering.chromaticity[i], 50'000.0F, 65'535.0F));
+    metadata.primaries[i] = ChromaticityUnits(mastering.chromaticity[i], 50'000.0F);
   }
-  constexpr float kMost = 2'000'000'000.0F;
-  metadata.max_luminance = static_cast<uint32_t>(scaled(mastering.max_nits, 10'000.0F, kMost));
-  metadata.min_luminance = static_cast<uint32_t>(scaled(mastering.min_nits, 10'000.0F, kMost));
+  metadata.max_luminance = MasteringUnits(mastering.max_nits, 10'000.0F);
+  metadata.min_luminance = MasteringUnits(mastering.min_nits, 10'000.0F);
   metadata.max_content_light = mastering.max_cll;
   metadata.max_average_light = mastering.max_fall;
   return metadata;

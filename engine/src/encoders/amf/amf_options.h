@@ -23,14 +23,7 @@ struct AmfCodecNames {
 };
 const AmfCodecNames& AmfNames(Codec codec);
 
-// "speed", "balanced", "quality".
-std::vector<EncoderPreset> AmfPresets(Codec codec);
-
-// `wanted` as the encoder will really run it; fails when it never can.
-Status AmfSettings(const EncoderSettings& wanted, EncoderSettings& out);
-
-// From here on `settings` are such ones.
-
+// From here on `settings` are as PlainCardSettings gives them.
 struct AmfProperty {
   const wchar_t* name;
   amf::AMFVariantStruct value;
@@ -38,10 +31,6 @@ struct AmfProperty {
 };
 // In the order in which they are set, all of them before Init.
 std::vector<AmfProperty> AmfProperties(const EncoderSettings& settings);
-
-// Pictures from one keyframe to the next. The encoder is told of each by itself: the
-// library's own period does not go with forced ones, and ends at a thousand.
-uint64_t AmfKeyframeDistance(const EncoderSettings& settings);
 
 amf::AMFHDRMetadata AmfMetadata(const MasteringMetadata& mastering);
 

@@ -8,6 +8,7 @@
 
 #include "base/log.h"
 #include "base/text.h"
+#include "encoders/card_rules.h"
 #include "encoders/nvenc_presets.h"
 
 namespace orventa {
@@ -64,9 +65,8 @@ uint32_t AomQuantizer(uint32_t qp) {
   return std::min(qp * 5 / 4, 63U);
 }
 
-int KeyframeDistance(const EncoderSettings& settings) {
-  const uint64_t frames = uint64_t{settings.keyframe_seconds} * settings.fps_num / settings.fps_den;
-  return static_cast<int>(std::clamp<uint64_t>(frames, 1, 100'000));
+int GopSize(const EncoderSettings& settings) {
+  return static_cast<int>(std::min(KeyframeDistance(settings), 100'000U));
 }
 
 std::string X265Mastering(const MasteringMetadata& mastering) {
@@ -96,7 +96,7 @@ LavcOptionList X264Options(const EncoderSettings& settings) {
 }
 
 LavcOptionList X265Options(const EncoderSettings& settings) {
-  const int distance = KeyframeDistance(settings);
+  const int distance = GopSize(settings);
   std::string parameters = Format(
       "log-level=none:info=0:rc-lookahead=0:bframes=0:b-adapt=0:scenecut=0:cutree=0"
       ":open-gop=0:min-keyint=%d:frame-threads=1:pools=%d:aq-mode=%d",
@@ -288,7 +288,7 @@ void FillContext(LavcKind kind, const EncoderSettings& settings, AVCodecContext&
   // steady rate, and times come back exactly as they went in.
   context.time_base = {fps_den, fps_num};
   context.framerate = {fps_num, fps_den};
-  context.gop_size = KeyframeDistance(settings);
+  context.gop_size = GopSize(settings);
   context.keyint_min = context.gop_size;
   context.max_b_frames = 0;
   context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_CLOSED_GOP;

@@ -1,12 +1,9 @@
 #include "encoders/nvenc/nvenc_config.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <iterator>
-#include <limits>
 
-#include "base/log.h"
+#include "encoders/card_rules.h"
 #include "encoders/nvenc/nvenc_api.h"
 #include "encoders/nvenc_presets.h"
 
@@ -15,24 +12,8 @@ namespace {
 
 using namespace nvenc;
 
-constexpr uint32_t kMaxQp = 51;
 constexpr uint32_t kAqStrength = 8;  // of 15
 constexpr uint32_t kSplitDriver = 555'00;
-
-uint32_t Clamped(uint64_t value) {
-  return static_cast<uint32_t>(std::min<uint64_t>(value, std::numeric_limits<uint32_t>::max()));
-}
-
-uint32_t BitsPerSecond(uint32_t kbps) {
-  return Clamped(uint64_t{kbps} * 1000);
-}
-
-// Frames, to the nearest.
-uint32_t GopLength(const EncoderSettings& settings) {
-  const uint64_t frames =
-      uint64_t{std::max(settings.keyframe_seconds, 1U)} * settings.fps_num + settings.fps_den / 2;
-  return std::max(Clamped(frames / settings.fps_den), 1U);
-}
 
 void FillRateControl(const EncoderSettings& settings, NV_ENC_RC_PARAMS& rc) {
   rc.version = NV_ENC_RC_PARAMS{}.version;
@@ -49,7 +30,7 @@ void FillRateControl(const EncoderSettings& settings, NV_ENC_RC_PARAMS& rc) {
       break;
     case RateControl::ConstantQp: {
       rc.rateControlMode = NV_ENC_PARAMS_RC_CONSTQP;
-      const uint32_t qp = settings.qp * (settings.codec == Codec::Av1 ? 5 : 1);
+      const uint32_t qp = CodecQp(settings);
       rc.constQP = {qp, qp, qp};
       break;
     }
@@ -61,22 +42,8 @@ void FillRateControl(const EncoderSettings& settings, NV_ENC_RC_PARAMS& rc) {
   }
 }
 
-// The numbers that H.264, HEVC and AV1 share for colours.
-struct ColourNumbers {
-  uint32_t primaries;
-  uint32_t transfer;
-  uint32_t matrix;
-};
-
-ColourNumbers NumbersOf(const EncoderSettings& settings) {
-  static constexpr std::array<uint32_t, 3> kTransfers = {1, 16, 18};  // BT.709, PQ, HLG
-  return {settings.colour_primaries == ColourPrimaries::Bt2020 ? 9U : 1U,
-          kTransfers[static_cast<size_t>(settings.transfer)],
-          settings.matrix == ColourMatrix::Bt2020 ? 9U : 1U};
-}
-
 void FillSignal(const EncoderSettings& settings, NV_ENC_CONFIG_H264_VUI_PARAMETERS& vui) {
-  const ColourNumbers colour = NumbersOf(settings);
+  const ColourNumbers colour = ColourNumbersOf(settings);
   vui.videoSignalTypePresentFlag = 1;
   vui.videoFormat = NV_ENC_VUI_VIDEO_FORMAT_UNSPECIFIED;
   vui.videoFullRangeFlag = settings.full_range ? 1 : 0;
@@ -96,7 +63,7 @@ bool HasMastering(const EncoderSettings& settings) {
 
 void FillH264(const EncoderSettings& settings, NV_ENC_CONFIG_H264& h264) {
   h264.flags &= ~(kH264OutputAud | kH264RepeatSpsPps | kH264EnableFillerData);
-  h264.idrPeriod = GopLength(settings);
+  h264.idrPeriod = KeyframeDistance(settings);
   h264.chromaFormatIDC = kChroma420;
   FillSignal(settings, h264.h264VUIParameters);
 }
@@ -105,7 +72,7 @@ void FillHevc(const EncoderSettings& settings, NV_ENC_CONFIG_HEVC& hevc) {
   hevc.flags &= ~(kHevcOutputAud | kHevcRepeatSpsPps | kHevcChromaFormatMask);
   hevc.flags |= kChroma420 << kHevcChromaFormatShift;
   if (HasMastering(settings)) hevc.flags |= kHevcOutputMaxCll | kHevcOutputMasteringDisplay;
-  hevc.idrPeriod = GopLength(settings);
+  hevc.idrPeriod = KeyframeDistance(settings);
   hevc.outputBitDepth = hevc.inputBitDepth = Depth(settings);
   FillSignal(settings, hevc.hevcVUIParameters);
 }
@@ -114,9 +81,9 @@ void FillAv1(const EncoderSettings& settings, NV_ENC_CONFIG_AV1& av1) {
   av1.flags &= ~(kAv1OutputAnnexB | kAv1ChromaFormatMask);
   av1.flags |= kAv1RepeatSeqHdr | kChroma420 << kAv1ChromaFormatShift;
   if (HasMastering(settings)) av1.flags |= kAv1OutputMaxCll | kAv1OutputMasteringDisplay;
-  av1.idrPeriod = GopLength(settings);
+  av1.idrPeriod = KeyframeDistance(settings);
   av1.outputBitDepth = av1.inputBitDepth = Depth(settings);
-  const ColourNumbers colour = NumbersOf(settings);
+  const ColourNumbers colour = ColourNumbersOf(settings);
   av1.colorPrimaries = colour.primaries;
   av1.transferCharacteristics = colour.transfer;
   av1.matrixCoefficients = colour.matrix;
@@ -146,25 +113,8 @@ uint32_t SplitMode(const EncoderSettings& settings, uint64_t driver_version) {
 }  // namespace
 
 Status NvencSettings(const EncoderSettings& wanted, EncoderSettings& out) {
-  if (wanted.width == 0 || wanted.height == 0) {
-    return {StatusCode::InvalidArgument, "zero frame dimensions"};
-  }
-  if (wanted.fps_num == 0 || wanted.fps_den == 0) {
-    return {StatusCode::InvalidArgument, "invalid frame rate"};
-  }
-  if (wanted.codec == Codec::H264 && wanted.input_format == EncoderInput::P010) {
-    return {StatusCode::Unsupported, "h264 is encoded at 8 bits only"};
-  }
-  out = wanted;
-  out.max_bitrate_kbps = std::max(out.max_bitrate_kbps, out.bitrate_kbps);
-  out.qp = std::min(out.qp, kMaxQp);
-  const auto presets = NvencPresets(out.codec);
-  const bool known = std::any_of(presets.begin(), presets.end(),
-                                 [&](const auto& preset) { return preset.name == out.preset; });
-  if (!known && !out.preset.empty()) {
-    LogInfo("encoder: NVENC has no preset \"%s\"", out.preset.c_str());
-  }
-  if (!known) out.preset = kDefaultNvencPreset;
+  if (Status status = CardSettings(wanted, out); !status.ok()) return status;
+  ChoosePreset("NVENC", NvencPresets(out.codec), kDefaultNvencPreset, out);
   return Status::Ok();
 }
 
@@ -189,7 +139,7 @@ uint32_t NvencBufferFormat(const EncoderSettings& settings) {
 void FillNvencConfig(const EncoderSettings& settings, NV_ENC_CONFIG& config) {
   config.version = NV_ENC_CONFIG{}.version;
   config.profileGUID = NV_ENC_CODEC_PROFILE_AUTOSELECT_GUID;
-  config.gopLength = GopLength(settings);
+  config.gopLength = KeyframeDistance(settings);
   config.frameIntervalP = static_cast<int32_t>(settings.b_frames) + 1;
   FillRateControl(settings, config.rcParams);
   switch (settings.codec) {
@@ -221,25 +171,19 @@ NV_ENC_INITIALIZE_PARAMS NvencInitParams(const EncoderSettings& settings, uint64
 MASTERING_DISPLAY_INFO NvencMasteringDisplay(const EncoderSettings& settings) {
   const MasteringMetadata& mastering = settings.mastering;
   const bool av1 = settings.codec == Codec::Av1;
-  const auto scaled = [](float value, float scale, float ceiling) {
-    return std::lround(std::clamp(value * scale, 0.0F, ceiling));
-  };
   const auto point = [&](size_t index) {
-    const auto part = [&](float value) {
-      return static_cast<uint16_t>(scaled(value, av1 ? 65536.0F : 50000.0F, 65535.0F));
-    };
-    return MASTERING_DISPLAY_INFO::CHROMA_POINTS{part(mastering.chromaticity[index]),
-                                                 part(mastering.chromaticity[index + 1])};
+    const float scale = av1 ? 65536.0F : 50000.0F;
+    return MASTERING_DISPLAY_INFO::CHROMA_POINTS{
+        ChromaticityUnits(mastering.chromaticity[index], scale),
+        ChromaticityUnits(mastering.chromaticity[index + 1], scale)};
   };
-  constexpr float kMost = 2'000'000'000.0F;
   MASTERING_DISPLAY_INFO info{};
   info.r = point(0);
   info.g = point(2);
   info.b = point(4);
   info.whitePoint = point(6);
-  info.maxLuma = static_cast<uint32_t>(scaled(mastering.max_nits, av1 ? 256.0F : 10000.0F, kMost));
-  info.minLuma =
-      static_cast<uint32_t>(scaled(mastering.min_nits, av1 ? 16384.0F : 10000.0F, kMost));
+  info.maxLuma = MasteringUnits(mastering.max_nits, av1 ? 256.0F : 10000.0F);
+  info.minLuma = MasteringUnits(mastering.min_nits, av1 ? 16384.0F : 10000.0F);
   return info;
 }
 

@@ -4,8 +4,8 @@
 #include <array>
 #include <utility>
 
-#include "base/text.h"
 #include "encoders/bitstream.h"
+#include "encoders/encoders_win/frame_texture.h"
 #include "encoders/nvenc/nvenc_config.h"
 
 namespace orventa {
@@ -15,15 +15,6 @@ using namespace nvenc;
 using List = NV_ENCODE_API_FUNCTION_LIST;
 
 constexpr uint32_t kHeaderBytes = 1024;
-
-PixelFormat WantedPicture(const EncoderSettings& settings) {
-  switch (settings.input_format) {
-    case EncoderInput::Nv12: break;
-    case EncoderInput::P010: return PixelFormat::P010;
-    case EncoderInput::Bgra: return PixelFormat::Bgra8;
-  }
-  return PixelFormat::Nv12;
-}
 
 // Whether nobody but the one who asks holds a reference.
 bool IsOrphan(IUnknown& object) {
@@ -121,16 +112,7 @@ Status NvencEncoder::Submit(const EncoderFrame& frame) {
 Status NvencEncoder::Check(const EncoderFrame& frame, const D3d11Picture*& picture) const {
   if (!session_) return {StatusCode::DriverError, "encoder not initialised"};
   if (flushing_) return {StatusCode::InvalidArgument, "Submit after Flush"};
-  picture = frame.picture ? D3d11Picture::From(*frame.picture) : nullptr;
-  if (picture == nullptr || picture->texture() == nullptr) {
-    return {StatusCode::InvalidArgument, "null input texture"};
-  }
-  if (picture->width() != settings_.width || picture->height() != settings_.height ||
-      picture->format() != WantedPicture(settings_)) {
-    return {StatusCode::InvalidArgument,
-            Format("the picture of %ux%u does not fit the encoder of %ux%u", picture->width(),
-                   picture->height(), settings_.width, settings_.height)};
-  }
+  if (Status status = FrameTexture(frame, settings_, picture); !status.ok()) return status;
   if (submitted_ - collected_ == slots_.size()) {
     return {StatusCode::OutOfMemory, "bitstream pool exhausted -- caller must Pull()"};
   }
