@@ -95,18 +95,7 @@ FileResult SizeOf(HANDLE file, uint64_t& bytes) {
 std::string FileResult::Text() const {
   if (ok()) return "no error";
   if (system_code == 0) return "unknown error";
-  wchar_t text[512] = {};
-  constexpr DWORD kFlags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
-  const auto code = static_cast<DWORD>(system_code);
-  DWORD length = FormatMessageW(kFlags, nullptr, code, MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US),
-                                text, DWORD{std::size(text)}, nullptr);
-  if (length == 0) {
-    length = FormatMessageW(kFlags, nullptr, code, 0, text, DWORD{std::size(text)}, nullptr);
-  }
-  if (length == 0) return Format("error %d", system_code);
-  const std::string described = Narrow({text, length});
-  const std::string_view trimmed = Trim(described);
-  return std::string(trimmed.substr(0, trimmed.find_last_not_of('.') + 1));
+  return SystemErrorText(static_cast<uint32_t>(system_code));
 }
 
 struct OutputFile::State {

@@ -1,6 +1,7 @@
 #include "base/base_win/win32.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "base/text.h"
 
@@ -40,6 +41,23 @@ std::wstring SystemPath(std::string_view path) {
   full.resize(GetFullPathNameW(wide.c_str(), length, full.data(), nullptr));
   if (full.starts_with(L"\\\\")) return L"\\\\?\\UNC\\" + full.substr(2);
   return L"\\\\?\\" + full;
+}
+
+std::string SystemErrorText(uint32_t code) {
+  wchar_t text[512] = {};
+  constexpr DWORD kFlags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+  DWORD length = FormatMessageW(kFlags, nullptr, code, MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US),
+                                text, DWORD{std::size(text)}, nullptr);
+  if (length == 0) {
+    length = FormatMessageW(kFlags, nullptr, code, 0, text, DWORD{std::size(text)}, nullptr);
+  }
+  if (length == 0) {
+    // What fails by COM is known by its number in base 16.
+    return Format(code >= 0x8000'0000 ? "error 0x%08X" : "error %u", code);
+  }
+  const std::string described = Narrow({text, length});
+  const std::string_view trimmed = Trim(described);
+  return std::string(trimmed.substr(0, trimmed.find_last_not_of('.') + 1));
 }
 
 void* SystemProcedure(const wchar_t* library, const char* name) {

@@ -19,6 +19,10 @@ void NarrowInto(std::wstring_view utf16, std::string& out);
 // limit absolute and marked as a long one.
 std::wstring SystemPath(std::string_view path);
 
+// What the system says about an error of Win32 or of COM, in English where it can, with
+// no full stop; its number where it has no words for it.
+std::string SystemErrorText(uint32_t code);
+
 // Owns a handle. Neither null nor INVALID_HANDLE_VALUE counts as one.
 class WinHandle {
  public:

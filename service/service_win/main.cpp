@@ -48,7 +48,7 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) {
   const KnownFolders folders = FindKnownFolders();
   WinProcess process;
   WinDesktop desktop(*clock);
-  WinGraphics graphics;
+  WinGraphics graphics(*clock);
   NvencBackend nvenc(NvencApi::OfDriver, FindAdapterFacts);
   AmfBackend amf(AmfApi::OfDriver, FindAdapterFacts);
   const BackendList backends = {&nvenc, &amf};

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "sound/sound_win/com_object.h"
+#include "base/base_win/com_object.h"
 #include "sound/sound_win/process_loopback.h"
 #include "tests/fakes/fake_clock.h"
 
@@ -155,9 +155,9 @@ class WasapiStreamTest : public testing::Test {
  protected:
   DeviceResult Open(Source source) {
     ComPtr<FakeDevice> device;
-    device.Attach(new FakeDevice(script_));
+    Adopt(device, new FakeDevice(script_));
     ComPtr<IAudioClient> client;
-    client.Attach(new FakeClient(script_));
+    Adopt(client, new FakeClient(script_));
     DeviceResult result = source == kProgram  ? stream_.OpenProcess(client, Samples())
                           : source == kOutput ? stream_.OpenOutput(*device.Get())
                                               : stream_.OpenMicrophone(*device.Get());

@@ -35,6 +35,8 @@ struct DisplayDescription {
 
 struct CapturedFrame {
   PictureRef picture;  // valid until the next TryAcquire
+  uint32_t left = 0;   // where in the picture the target begins: 0 but in side frames
+  uint32_t top = 0;
   uint32_t width = 0;  // pixels
   uint32_t height = 0;
   uint64_t time_ns = 0;   // when the system composed it, steady clock

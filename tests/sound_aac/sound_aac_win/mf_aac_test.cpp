@@ -11,9 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include "base/base_win/com_object.h"
 #include "base/base_win/win32.h"
 #include "base/rescale.h"
-#include "sound/sound_win/com_object.h"
 #include "tests/sound_aac/platform_aac.h"
 
 namespace orventa {
@@ -159,7 +159,7 @@ class FakeFactory final : public ComObject<IClassFactory> {
  public:
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID id, void** out) override {
     ComPtr<FakeTransform> transform;
-    transform.Attach(new FakeTransform);
+    Adopt(transform, new FakeTransform);
     return transform.CopyTo(id, out);
   }
   HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
@@ -173,7 +173,7 @@ Status test::MakeAacEncoder(const AacSettings& settings, std::unique_ptr<IAacEnc
   const MFT_REGISTER_TYPE_INFO in = {MFMediaType_Audio, MFAudioFormat_PCM};
   const MFT_REGISTER_TYPE_INFO aac = {MFMediaType_Audio, MFAudioFormat_AAC};
   ComPtr<FakeFactory> factory;
-  factory.Attach(new FakeFactory);
+  Adopt(factory, new FakeFactory);
   MFTRegisterLocal(factory.Get(), MFT_CATEGORY_AUDIO_ENCODER, L"test", MFT_ENUM_FLAG_SYNCMFT, 1,
                    &in, 1, &aac);
   Status status = MakeMfAacEncoder(settings, out);

@@ -49,7 +49,7 @@ IMMDeviceEnumerator* Endpoints::Enumerator() {
 void Endpoints::Listen() {
   if (Enumerator() == nullptr) return;
   ComPtr<DeviceNews> news;
-  news.Attach(new DeviceNews(flow_));
+  Adopt(news, new DeviceNews(flow_));
   if (SUCCEEDED(enumerator_->RegisterEndpointNotificationCallback(news.Get()))) news_ = news;
 }
 

@@ -15,9 +15,9 @@
 #include <string>
 #include <vector>
 
+#include "base/base_win/com_object.h"
 #include "base/status.h"
 #include "sound/sound_sources.h"
-#include "sound/sound_win/com_object.h"
 
 namespace orventa {
 

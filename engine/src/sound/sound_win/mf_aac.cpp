@@ -12,6 +12,7 @@
 #include <string>
 #include <utility>
 
+#include "base/base_win/com_object.h"
 #include "base/base_win/win32.h"
 #include "base/clock.h"
 #include "base/rescale.h"
@@ -326,9 +327,9 @@ HRESULT MfAacEncoder::TakeOutput() {
   DWORD flags = 0;
   const HRESULT result = transform_->ProcessOutput(0, 1, &data, &flags);
   ComPtr<IMFCollection> events;
-  events.Attach(data.pEvents);
+  Adopt(events, data.pEvents);
   ComPtr<IMFSample> given;
-  if (gives_samples_) given.Attach(data.pSample);
+  if (gives_samples_) Adopt(given, data.pSample);
   if (FAILED(result)) return result;
   // Success without a sample would go on forever.
   return data.pSample == nullptr ? E_UNEXPECTED : Keep(*data.pSample);

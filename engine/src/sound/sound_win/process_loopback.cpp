@@ -2,9 +2,9 @@
 
 #include <mmdeviceapi.h>
 
+#include "base/base_win/com_object.h"
 #include "base/base_win/win32.h"
 #include "base/text.h"
-#include "sound/sound_win/com_object.h"
 #include "sound/sound_win/sound_result.h"
 
 namespace orventa {
@@ -67,7 +67,7 @@ DeviceResult ActivateProcessLoopback(uint32_t pid, ProcessTree tree, HANDLE stop
   static const auto activate = SystemFunction<decltype(&ActivateAudioInterfaceAsync)>(
       L"mmdevapi.dll", "ActivateAudioInterfaceAsync");
   ComPtr<ActivationHandler> handler;
-  handler.Attach(new ActivationHandler(pid, tree));
+  Adopt(handler, new ActivationHandler(pid, tree));
   ComPtr<IActivateAudioInterfaceAsyncOperation> operation;
   const HRESULT asked = activate == nullptr
                             ? E_NOTIMPL

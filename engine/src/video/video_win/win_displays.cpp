@@ -8,6 +8,7 @@
 
 #include "base/base_win/win32.h"
 #include "base/text.h"
+#include "video/video_win/display_paths.h"
 
 namespace orventa {
 namespace {
@@ -54,28 +55,10 @@ std::optional<DISPLAY_DEVICEW> MonitorOn(const std::wstring& device_name) {
   return std::nullopt;
 }
 
-std::vector<DISPLAYCONFIG_PATH_INFO> ActivePaths() {
-  constexpr int kTries = 3;  // the sizes may be outdated when they are used
-  for (int i = 0; i < kTries; ++i) {
-    UINT32 paths = 0;
-    UINT32 modes = 0;
-    if (GetDisplayConfigBufferSizes(QDC_ONLY_ACTIVE_PATHS, &paths, &modes) != ERROR_SUCCESS) break;
-    std::vector<DISPLAYCONFIG_PATH_INFO> path_list(paths);
-    std::vector<DISPLAYCONFIG_MODE_INFO> mode_list(modes);
-    const LONG result = QueryDisplayConfig(QDC_ONLY_ACTIVE_PATHS, &paths, path_list.data(), &modes,
-                                           mode_list.data(), nullptr);
-    if (result == ERROR_INSUFFICIENT_BUFFER) continue;
-    if (result != ERROR_SUCCESS) break;
-    path_list.resize(paths);
-    return path_list;
-  }
-  return {};
-}
-
 // The name that the monitor gives itself; empty for most built-in panels, and in
 // a session without a display configuration.
 std::string NameByItself(const std::string& interface_path) {
-  for (const DISPLAYCONFIG_PATH_INFO& path : ActivePaths()) {
+  for (const DISPLAYCONFIG_PATH_INFO& path : ActiveDisplayPaths()) {
     DISPLAYCONFIG_TARGET_DEVICE_NAME target{};
     target.header.type = DISPLAYCONFIG_DEVICE_INFO_GET_TARGET_NAME;
     target.header.size = sizeof(target);

@@ -2,6 +2,8 @@
 
 #include "convert/convert_win/frame_converter.h"
 #include "media/media_win/d3d11_device.h"
+#include "video/video_win/capture_system.h"
+#include "video/video_win/wgc_capture.h"
 
 namespace orventa {
 
@@ -13,9 +15,12 @@ Status WinGraphics::MakeDevice(const std::string& adapter_name,
   return status;
 }
 
-Status WinGraphics::CreateCapture(GraphicsDevice&, const CaptureTarget&, const CaptureOptions&,
-                                  std::unique_ptr<IVideoCapture>&) {
-  return {StatusCode::Unsupported, "screen capture on Windows is not here yet"};
+Status WinGraphics::CreateCapture(GraphicsDevice& device, const CaptureTarget& target,
+                                  const CaptureOptions& options,
+                                  std::unique_ptr<IVideoCapture>& capture) {
+  const D3d11Device* const d3d11 = D3d11Device::From(device);
+  return WgcCapture::Create({clock_, TheCaptureSystem(), light_},
+                            d3d11 != nullptr ? d3d11->device() : nullptr, target, options, capture);
 }
 
 Status WinGraphics::CreateConverter(GraphicsDevice& device, const ConverterSettings& settings,

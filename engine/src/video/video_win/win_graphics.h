@@ -5,20 +5,28 @@
 #include <memory>
 #include <string>
 
+#include "base/clock.h"
 #include "video/engine_platform.h"
+#include "video/video_win/display_light.h"
 
 namespace orventa {
 
 class WinGraphics final : public IGraphics {
  public:
+  // The clock must outlive this and all that it makes; this, every capture of its.
+  explicit WinGraphics(IClock& clock) : clock_(clock), light_(clock) {}
+
   Status MakeDevice(const std::string& adapter_name, std::shared_ptr<GraphicsDevice>& device,
                     std::string& adapter_used) override;
-  // Unsupported: captures of Windows are not here yet.
   Status CreateCapture(GraphicsDevice& device, const CaptureTarget& target,
                        const CaptureOptions& options,
                        std::unique_ptr<IVideoCapture>& capture) override;
   Status CreateConverter(GraphicsDevice& device, const ConverterSettings& settings,
                          std::unique_ptr<IFrameConverter>& converter) override;
+
+ private:
+  IClock& clock_;
+  DxgiDisplayLight light_;
 };
 
 }  // namespace orventa

@@ -6,8 +6,10 @@
 #include <windows.h>
 
 #include <objidl.h>
+#include <wrl/client.h>
 
 #include <atomic>
+#include <type_traits>
 
 namespace orventa {
 
@@ -15,7 +17,7 @@ namespace orventa {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-// Made by `new` with one reference, which ComPtr's Attach takes.
+// Made by `new` with one reference, which Adopt takes.
 template <class Interface>
 class ComObject : public Interface {
  public:
@@ -48,5 +50,12 @@ class ComObject : public Interface {
 };
 
 #pragma GCC diagnostic pop
+
+// Takes a reference over. ComPtr's own Attach adds one in these import headers, which
+// nobody would give back.
+template <class Interface>
+void Adopt(Microsoft::WRL::ComPtr<Interface>& to, std::type_identity_t<Interface>* object) {
+  *to.ReleaseAndGetAddressOf() = object;
+}
 
 }  // namespace orventa
