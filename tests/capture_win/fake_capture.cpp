@@ -396,9 +396,6 @@ FakeInterop* MakeInterop(FakeCaptureSystem& system) {
 
 }  // namespace
 
-FakeCaptureSystem::FakeCaptureSystem(ID3D11Device* the_device, ID3D11DeviceContext* the_context)
-    : device(the_device), context(the_context) {}
-
 HRESULT FakeCaptureSystem::SessionStatics(winrt::IGraphicsCaptureSessionStatics** out) {
   return Give(*this, "SessionStatics", MakeStatics, out);
 }
@@ -408,7 +405,9 @@ HRESULT FakeCaptureSystem::ItemInterop(winrt::IGraphicsCaptureItemInterop** out)
 HRESULT FakeCaptureSystem::PoolStatics(winrt::IDirect3D11CaptureFramePoolStatics2** out) {
   return Give(*this, "PoolStatics", MakeStatics, out);
 }
-HRESULT FakeCaptureSystem::WrapDevice(IDXGIDevice*, IInspectable** out) {
+HRESULT FakeCaptureSystem::WrapDevice(IDXGIDevice* dxgi, IInspectable** out) {
+  if (FAILED(dxgi->QueryInterface(IID_PPV_ARGS(&device)))) return E_INVALIDARG;
+  device->GetImmediateContext(&context);
   winrt::IDirect3DDevice* wrapped = nullptr;
   const HRESULT answer = Give(*this, "WrapDevice", MakeStatics, &wrapped);
   *out = wrapped;
@@ -431,6 +430,26 @@ void FakeCaptureSystem::CloseItem() {
 
 void FakeCaptureSystem::Breach(const char* rule) {
   if (breach.empty()) breach = rule;
+}
+
+uint8_t ByteAt(ID3D11Texture2D& texture, size_t byte, size_t row) {
+  ComPtr<ID3D11Device> device;
+  ComPtr<ID3D11DeviceContext> context;
+  texture.GetDevice(&device);
+  device->GetImmediateContext(&context);
+  D3D11_TEXTURE2D_DESC wanted{};
+  texture.GetDesc(&wanted);
+  wanted.Usage = D3D11_USAGE_STAGING;
+  wanted.BindFlags = 0;
+  wanted.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
+  ComPtr<ID3D11Texture2D> staging;
+  if (FAILED(device->CreateTexture2D(&wanted, nullptr, &staging))) return 0;
+  context->CopyResource(staging.Get(), &texture);
+  D3D11_MAPPED_SUBRESOURCE mapped{};
+  if (FAILED(context->Map(staging.Get(), 0, D3D11_MAP_READ, 0, &mapped))) return 0;
+  const uint8_t found = static_cast<const uint8_t*>(mapped.pData)[row * mapped.RowPitch + byte];
+  context->Unmap(staging.Get(), 0);
+  return found;
 }
 
 }  // namespace orventa

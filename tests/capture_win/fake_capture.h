@@ -36,8 +36,6 @@ struct FakePoolState {
 
 class FakeCaptureSystem final : public ICaptureSystem {
  public:
-  FakeCaptureSystem(ID3D11Device* the_device, ID3D11DeviceContext* the_context);
-
   void EnterRuntime() override { ++entered; }
   HRESULT SessionStatics(winrt::IGraphicsCaptureSessionStatics** out) override;
   HRESULT ItemInterop(winrt::IGraphicsCaptureItemInterop** out) override;
@@ -69,10 +67,13 @@ class FakeCaptureSystem final : public ICaptureSystem {
 
   // Of the objects.
   std::recursive_mutex mutex;
-  const Microsoft::WRL::ComPtr<ID3D11Device> device;
-  const Microsoft::WRL::ComPtr<ID3D11DeviceContext> context;
+  Microsoft::WRL::ComPtr<ID3D11Device> device;  // the newest that was wrapped
+  Microsoft::WRL::ComPtr<ID3D11DeviceContext> context;
   Microsoft::WRL::ComPtr<winrt::IItemClosedHandler> closed_handler;
   std::vector<class FakePool*> live_pools;
 };
+
+// The byte at that place of a row; waits for the card.
+uint8_t ByteAt(ID3D11Texture2D& texture, size_t byte, size_t row);
 
 }  // namespace orventa

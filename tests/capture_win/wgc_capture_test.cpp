@@ -98,27 +98,12 @@ class WgcCaptureTest : public testing::Test {
   SizeInt32 FrameSize() const {
     return {static_cast<int32_t>(frame.width), static_cast<int32_t>(frame.height)};
   }
-  ID3D11Texture2D* Texture() const { return D3d11Picture::From(*frame.picture)->texture(); }
   // The first byte of the frame, as FakeCaptureSystem::Compose drew it.
-  uint8_t FirstByte() const {
-    D3D11_TEXTURE2D_DESC wanted{};
-    Texture()->GetDesc(&wanted);
-    wanted.Usage = D3D11_USAGE_STAGING;
-    wanted.BindFlags = 0;
-    wanted.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
-    ComPtr<ID3D11Texture2D> staging;
-    device_->device()->CreateTexture2D(&wanted, nullptr, &staging);
-    device_->context()->CopyResource(staging.Get(), Texture());
-    D3D11_MAPPED_SUBRESOURCE mapped{};
-    device_->context()->Map(staging.Get(), 0, D3D11_MAP_READ, 0, &mapped);
-    const uint8_t byte = static_cast<const uint8_t*>(mapped.pData)[0];
-    device_->context()->Unmap(staging.Get(), 0);
-    return byte;
-  }
+  uint8_t FirstByte() const { return ByteAt(*D3d11Picture::From(*frame.picture)->texture(), 0, 0); }
 
   static inline std::shared_ptr<D3d11Device> device_;
   const std::unique_ptr<IClock> clock = MakeSystemClock();
-  FakeCaptureSystem system{device_->device(), device_->context()};
+  FakeCaptureSystem system;
   FakeLight light;
   std::unique_ptr<IVideoCapture> capture;
   CapturedFrame frame;

@@ -4,31 +4,19 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <map>
 #include <set>
 
 #include "convert/memory_converter.h"
-#include "inline_calls.h"
 #include "shader_cases.h"
+#include "tests/graphics_win/wine_converter.h"
 
 using Microsoft::WRL::ComPtr;
 
 namespace orventa {
 namespace {
 
-using Texture = ComPtr<ID3D11Texture2D>;
-
-Texture MakeTexture(ID3D11Device& device, DXGI_FORMAT format, uint32_t width, uint32_t height,
-                    UINT bind, const PlaneView* from = nullptr, D3D11_USAGE usage = {}) {
-  const UINT access = usage == D3D11_USAGE_STAGING ? D3D11_CPU_ACCESS_READ : 0;
-  const D3D11_TEXTURE2D_DESC wanted = {width, height, 1, 1, format, {1, 0}, usage, bind, access, 0};
-  D3D11_SUBRESOURCE_DATA data{};
-  if (from != nullptr) data = {from->data, static_cast<UINT>(from->stride), 0};
-  Texture texture;
-  EXPECT_TRUE(
-      SUCCEEDED(device.CreateTexture2D(&wanted, from != nullptr ? &data : nullptr, &texture)));
-  return texture;
-}
+using test::MakeTexture;
+using test::Texture;
 
 class FrameConverterTest : public testing::Test {
  protected:
@@ -41,26 +29,7 @@ class FrameConverterTest : public testing::Test {
 
   ID3D11Device& d3d() { return *device_->device(); }
 
-  // Two textures in place of one of two planes, which Wine cannot draw into.
-  ConverterParts WineParts() {
-    ConverterParts parts;
-    parts.compile = test::CompileForWine;
-    parts.make_target = [this](ID3D11Device& device, PixelFormat format, uint32_t width,
-                               uint32_t height, PlanarTarget& out) {
-      const bool wide = format == PixelFormat::P010;
-      const Texture luma = MakeTexture(device, wide ? DXGI_FORMAT_R16_UNORM : DXGI_FORMAT_R8_UNORM,
-                                       width, height, D3D11_BIND_RENDER_TARGET);
-      const Texture chroma =
-          MakeTexture(device, wide ? DXGI_FORMAT_R16G16_UNORM : DXGI_FORMAT_R8G8_UNORM, width / 2,
-                      height / 2, D3D11_BIND_RENDER_TARGET);
-      device.CreateRenderTargetView(luma.Get(), nullptr, &out.luma);
-      device.CreateRenderTargetView(chroma.Get(), nullptr, &out.chroma);
-      out.picture = std::make_shared<D3d11Picture>(format, width, height, luma);
-      chroma_of_[out.picture.get()] = chroma;
-      return Status::Ok();
-    };
-    return parts;
-  }
+  ConverterParts WineParts() { return test::WineConverterParts(chroma_of_); }
 
   PictureRef Upload(const MemoryPicture& picture) {
     const DXGI_FORMAT format = picture.format() == PixelFormat::RgbaHalf
@@ -96,7 +65,7 @@ class FrameConverterTest : public testing::Test {
   }
 
   static inline std::shared_ptr<D3d11Device> device_;
-  std::map<const Picture*, Texture> chroma_of_;
+  test::ChromaPlanes chroma_of_;
 };
 
 TEST_F(FrameConverterTest, DrawsWhatTheConversionInMemoryDoes) {

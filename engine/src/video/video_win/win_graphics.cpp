@@ -1,8 +1,6 @@
 #include "video/video_win/win_graphics.h"
 
-#include "convert/convert_win/frame_converter.h"
 #include "media/media_win/d3d11_device.h"
-#include "video/video_win/capture_system.h"
 #include "video/video_win/wgc_capture.h"
 
 namespace orventa {
@@ -19,7 +17,7 @@ Status WinGraphics::CreateCapture(GraphicsDevice& device, const CaptureTarget& t
                                   const CaptureOptions& options,
                                   std::unique_ptr<IVideoCapture>& capture) {
   const D3d11Device* const d3d11 = D3d11Device::From(device);
-  return WgcCapture::Create({clock_, TheCaptureSystem(), light_},
+  return WgcCapture::Create({clock_, parts_.capture, light_},
                             d3d11 != nullptr ? d3d11->device() : nullptr, target, options, capture);
 }
 
@@ -27,7 +25,7 @@ Status WinGraphics::CreateConverter(GraphicsDevice& device, const ConverterSetti
                                     std::unique_ptr<IFrameConverter>& converter) {
   const D3d11Device* const d3d11 = D3d11Device::From(device);
   if (d3d11 == nullptr) return {StatusCode::InvalidArgument, "null D3D11 device"};
-  return FrameConverter::Create(*d3d11, settings, converter);
+  return FrameConverter::Create(*d3d11, settings, converter, parts_.converter);
 }
 
 }  // namespace orventa
