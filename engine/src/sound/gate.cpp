@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "sound/sample_math.h"
+
 namespace orventa {
 namespace {
 
@@ -49,7 +51,7 @@ void MicrophoneGate::Run(std::span<const int16_t> detect, std::span<int16_t> tar
         last_open_ ? std::min(gain_ + attack_step_, 1.0F) : std::max(gain_ - release_step_, 0.0F);
     if (gain_ == 1) continue;
     for (int16_t& sample : target.subspan(2 * i, 2)) {
-      sample = static_cast<int16_t>(std::lrintf(static_cast<float>(sample) * gain_));
+      sample = ToSample(static_cast<float>(sample) * gain_);
     }
   }
 }

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "sound/sample_math.h"
+
 namespace orventa {
 namespace {
 
@@ -52,8 +54,8 @@ ResampleRow MakeRow(size_t phase, double cutoff) {
   return row;
 }
 
-int16_t ToSample(float value) {
-  return static_cast<int16_t>(std::lrintf(std::clamp(value, -1.0F, 1.0F) * 32767.0F));
+int16_t FromFullScale(float value) {
+  return ToSample(std::clamp(value, -1.0F, 1.0F) * 32767.0F);
 }
 
 }  // namespace
@@ -92,8 +94,8 @@ size_t resample::Portable(ResampleRun& run, size_t most, int16_t* out) {
       left += tap * frames[2 * j];
       right += tap * frames[2 * j + 1];
     }
-    out[2 * done] = ToSample(left);
-    out[2 * done + 1] = ToSample(right);
+    out[2 * done] = FromFullScale(left);
+    out[2 * done + 1] = FromFullScale(right);
     position += run.step;
   }
   run.position = position;

@@ -21,13 +21,60 @@ ORVENTA_AVX2 inline void AddEight(const float* near, const float* far, __m256 bl
   high = _mm256_fmadd_ps(_mm256_unpackhi_ps(taps, taps), _mm256_loadu_ps(frames + 8), high);
 }
 
-// Sums of left and right in turn to one frame of 16 bits.
-ORVENTA_AVX2 inline void StoreFrame(__m256 sums, int16_t* out) {
+// Where a frame's taps lie in the table, and its first frame under them.
+struct Place {
+  const float* near;
+  const float* far;
+  const float* frames;
+  float blend;
+};
+
+inline Place PlaceOf(const ResampleRun& run, double position) {
+  const auto whole = static_cast<int64_t>(position);
+  const double phase = (position - static_cast<double>(whole)) * double{kResamplePhases};
+  const int64_t row = std::min(static_cast<int64_t>(phase), int64_t{kResamplePhases} - 1);
+  return {run.rows[row].taps.data(), run.rows[row + 1].taps.data(),
+          run.frames + 2 * (whole - int64_t{kTapsBefore}),
+          static_cast<float>(phase - static_cast<double>(row))};
+}
+
+// Four sums of left and right in turn.
+ORVENTA_AVX2 inline __m256 SumFrame(const Place& at) {
+  const __m256 blend = _mm256_set1_ps(at.blend);
+  __m256 low = _mm256_setzero_ps();
+  __m256 high = _mm256_setzero_ps();
+#pragma GCC unroll 4
+  for (size_t j = 0; j < kResampleTaps; j += 8) {
+    AddEight(at.near + j, at.far + j, blend, at.frames + 2 * j, low, high);
+  }
+  return _mm256_add_ps(low, high);
+}
+
+ORVENTA_AVX2 inline __m256i ToSamples(__m256 full_scale) {
+  const __m256 clamped =
+      _mm256_min_ps(_mm256_max_ps(full_scale, _mm256_set1_ps(-1.0F)), _mm256_set1_ps(1.0F));
+  return _mm256_cvtps_epi32(_mm256_mul_ps(clamped, _mm256_set1_ps(32767.0F)));
+}
+
+ORVENTA_AVX2 inline void StoreFour(__m256 a, __m256 b, __m256 c, __m256 d, int16_t* out) {
+  const __m256 ab =
+      _mm256_add_ps(_mm256_permute2f128_ps(a, b, 0x20), _mm256_permute2f128_ps(a, b, 0x31));
+  const __m256 cd =
+      _mm256_add_ps(_mm256_permute2f128_ps(c, d, 0x20), _mm256_permute2f128_ps(c, d, 0x31));
+  // Now a and c in the lower half, b and d in the upper.
+  const __m256i samples =
+      ToSamples(_mm256_add_ps(_mm256_shuffle_ps(ab, cd, 0x44), _mm256_shuffle_ps(ab, cd, 0xEE)));
+  const __m128i acbd =
+      _mm_packs_epi32(_mm256_castsi256_si128(samples), _mm256_extracti128_si256(samples, 1));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+                   _mm_shuffle_epi32(acbd, _MM_SHUFFLE(3, 1, 2, 0)));
+}
+
+ORVENTA_AVX2 inline void StoreOne(__m256 sums, int16_t* out) {
   __m128 both = _mm_add_ps(_mm256_castps256_ps128(sums), _mm256_extractf128_ps(sums, 1));
   both = _mm_add_ps(both, _mm_movehl_ps(both, both));
-  both = _mm_min_ps(_mm_max_ps(both, _mm_set1_ps(-1.0F)), _mm_set1_ps(1.0F));
-  const __m128i rounded = _mm_cvtps_epi32(_mm_mul_ps(both, _mm_set1_ps(32767.0F)));
-  const int frame = _mm_cvtsi128_si32(_mm_packs_epi32(rounded, rounded));
+  const __m128i samples = _mm256_castsi256_si128(ToSamples(_mm256_castps128_ps256(both)));
+  const int frame = _mm_cvtsi128_si32(_mm_packs_epi32(samples, samples));
   std::memcpy(out, &frame, sizeof(frame));
 }
 
@@ -38,20 +85,19 @@ ORVENTA_AVX2 size_t resample::Avx2(ResampleRun& run, size_t most, int16_t* out) 
   const auto end = static_cast<double>(run.frame_count - kTapsAfter);
   double position = run.position;
   size_t done = 0;
-  for (; done < most && position >= double{kTapsBefore} && position < end; ++done) {
-    const auto whole = static_cast<int64_t>(position);
-    const double phase = (position - static_cast<double>(whole)) * double{kResamplePhases};
-    const int64_t row = std::min(static_cast<int64_t>(phase), int64_t{kResamplePhases} - 1);
-    const __m256 blend = _mm256_set1_ps(static_cast<float>(phase - static_cast<double>(row)));
-    const float* const near = run.rows[row].taps.data();
-    const float* const far = run.rows[row + 1].taps.data();
-    const float* const frames = run.frames + 2 * (whole - int64_t{kTapsBefore});
-    __m256 low = _mm256_setzero_ps();
-    __m256 high = _mm256_setzero_ps();
-    for (size_t j = 0; j < kResampleTaps; j += 8) {
-      AddEight(near + j, far + j, blend, frames + 2 * j, low, high);
-    }
-    StoreFrame(_mm256_add_ps(low, high), out + 2 * done);
+  const auto inside = [end](double at) { return at >= double{kTapsBefore} && at < end; };
+  while (most - done >= 4) {
+    const double second = position + run.step;
+    const double third = second + run.step;
+    const double fourth = third + run.step;
+    if (!inside(position) || !inside(fourth)) break;
+    StoreFour(SumFrame(PlaceOf(run, position)), SumFrame(PlaceOf(run, second)),
+              SumFrame(PlaceOf(run, third)), SumFrame(PlaceOf(run, fourth)), out + 2 * done);
+    position = fourth + run.step;
+    done += 4;
+  }
+  for (; done < most && inside(position); ++done) {
+    StoreOne(SumFrame(PlaceOf(run, position)), out + 2 * done);
     position += run.step;
   }
   run.position = position;

@@ -2,35 +2,19 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <limits>
 #include <utility>
 
 #include "base/clock.h"
 #include "base/log.h"
 #include "base/rescale.h"
 #include "sound/app_audio_capture.h"
+#include "sound/sample_math.h"
 
 namespace orventa {
 namespace {
 
 constexpr uint32_t kMadeUpAtOnce = 48;  // packets, about a second
 constexpr std::array<int16_t, size_t{2}* kAacFrames> kSilence = {};
-
-int16_t ToSample(float value) {
-  // The clamp comes first: a conversion out of range means nothing.
-  return static_cast<int16_t>(std::lrintf(std::clamp(value, -32768.0F, 32767.0F)));
-}
-
-float PeakOf(std::span<const int16_t> samples) {
-  int32_t lowest = 0;
-  int32_t highest = 0;
-  for (const int16_t sample : samples) {
-    lowest = std::min<int32_t>(lowest, sample);
-    highest = std::max<int32_t>(highest, sample);
-  }
-  return static_cast<float>(std::max(-lowest, highest)) / 32768;
-}
 
 // A failed read adds nothing: the capture gives what is missing with the next one.
 void ReadMore(IAudioCapture& capture, uint64_t until_ns, std::vector<int16_t>& out) {
@@ -129,7 +113,7 @@ void SoundPump::Pump(uint64_t now_ns, uint64_t until_ns, bool key_held) {
   peaks.microphone = ReadMicrophone(until_ns, held);
   peaks.microphone_open = chain_.microphone != nullptr && gate_.last_open();
   levels_.Note(peaks);
-  if (!split_ && chain_.system != nullptr) MixMicrophone();
+  if (!split_ && chain_.system != nullptr) AddSamples(microphone_, system_);
   for (size_t i = 0; i < tracks_.size(); ++i) {
     Encode(tracks_[i], SamplesOf(tracks_[i].parts));
     Collect(i);
@@ -152,9 +136,7 @@ float SoundPump::ReadSystem(uint64_t until_ns) {
   system_.clear();
   if (chain_.system == nullptr) return 0;
   ReadMore(*chain_.system, until_ns, system_);
-  if (system_volume_ != 1) {
-    for (int16_t& sample : system_) sample = ToSample(static_cast<float>(sample) * system_volume_);
-  }
+  if (system_volume_ != 1) ScaleSamples(system_, system_volume_, system_);
   return PeakOf(system_);
 }
 
@@ -185,16 +167,9 @@ size_t SoundPump::UsableMicrophone() const {
 
 void SoundPump::ApplyVolume(size_t samples) {
   microphone_.resize(samples);
-  if (!centre_) {
-    for (size_t i = 0; i < samples; ++i) {
-      microphone_[i] = ToSample(static_cast<float>(pending_[i]) * microphone_volume_);
-    }
-    return;
-  }
-  for (size_t i = 0; i + 1 < samples; i += 2) {
-    const float middle = static_cast<float>(pending_[i] + pending_[i + 1]) / 2;
-    microphone_[i] = microphone_[i + 1] = ToSample(middle * microphone_volume_);
-  }
+  const std::span<const int16_t> raw = std::span(pending_).first(samples);
+  centre_ ? ScaleMiddle(raw, microphone_volume_, microphone_)
+          : ScaleSamples(raw, microphone_volume_, microphone_);
 }
 
 void SoundPump::CutBacklog() {
@@ -205,15 +180,6 @@ void SoundPump::CutBacklog() {
   levels_.CountDrop();
 }
 
-void SoundPump::MixMicrophone() {
-  const size_t both = std::min(system_.size(), microphone_.size());
-  for (size_t i = 0; i < both; ++i) {
-    const int32_t sum = int32_t{system_[i]} + microphone_[i];
-    system_[i] = static_cast<int16_t>(std::clamp<int32_t>(sum, std::numeric_limits<int16_t>::min(),
-                                                          std::numeric_limits<int16_t>::max()));
-  }
-}
-
 std::span<const int16_t> SoundPump::SamplesOf(const SoundTrack& track) {
   if (track.mono) return MonoVoice();
   return track.from_microphone ? microphone_ : system_;
@@ -222,10 +188,7 @@ std::span<const int16_t> SoundPump::SamplesOf(const SoundTrack& track) {
 std::span<const int16_t> SoundPump::MonoVoice() {
   mono_.assign(system_.size() / 2, 0);
   const size_t spoken = std::min(mono_.size(), microphone_.size() / 2);
-  for (size_t i = 0; i < spoken; ++i) {
-    const int32_t sum = int32_t{microphone_[2 * i]} + microphone_[2 * i + 1];
-    mono_[i] = static_cast<int16_t>(sum / 2);
-  }
+  AverageFrames(microphone_, std::span(mono_).first(spoken));
   return mono_;
 }
 

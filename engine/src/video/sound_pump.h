@@ -84,7 +84,6 @@ class SoundPump {
   size_t UsableMicrophone() const;
   void ApplyVolume(size_t samples);
   void CutBacklog();
-  void MixMicrophone();
   std::span<const int16_t> SamplesOf(const SoundTrack& track);
   std::span<const int16_t> MonoVoice();
   void Encode(Track& track, std::span<const int16_t> samples);
