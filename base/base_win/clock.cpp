@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "base/base_win/tick_scale.h"
 #include "base/base_win/win32.h"
@@ -238,8 +239,16 @@ class WinClock final : public IClock {
 
   // As coarse as the tick count: it wavers by some 16 ms.
   uint64_t SuspendedNs() const override {
-    const uint64_t awake_ns = UnbiasedNs();
-    const uint64_t all_ns = GetTickCount64() * kNsPerMs;
+    // A thread that is held up between the two readings would count that as sleep.
+    constexpr int kTries = 10;
+    constexpr uint64_t kTickNs = 16 * kNsPerMs;
+    uint64_t awake_ns = UnbiasedNs();
+    uint64_t all_ns = 0;
+    for (int i = 0; i < kTries; ++i) {
+      all_ns = GetTickCount64() * kNsPerMs;
+      const uint64_t since_ns = std::exchange(awake_ns, UnbiasedNs());
+      if (awake_ns - since_ns <= kTickNs) break;
+    }
     return all_ns > awake_ns ? all_ns - awake_ns : 0;
   }
 

@@ -12,7 +12,8 @@ std::string ChildFolder() {
 }
 
 bool AwaitSign(const std::string& path) {
-  constexpr uint64_t kPatienceNs = 30 * kNsPerSecond;
+  // A busy machine that has never started such a program takes long.
+  constexpr uint64_t kPatienceNs = 180 * kNsPerSecond;
   const auto clock = MakeSystemClock();
   const uint64_t give_up_ns = clock->SteadyNs() + kPatienceNs;
   while (!FileExists(path)) {
