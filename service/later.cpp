@@ -52,7 +52,6 @@ void RestartGameIntegrations(ServiceState&) {}
 void CheckGameIntegrations(ServiceState&) {}
 void StartLibraryScan(ServiceState&) {}
 void LinkFinishedMatch(ServiceState&, const std::string&) {}
-void CreateMenuWindow(ServiceState&) {}
 void AddTrayIcon(ServiceState&) {}
 void RemoveTrayIcon(ServiceState&) {}
 void RestoreTrayIcon(ServiceState&) {}
@@ -75,7 +74,6 @@ void ConnectInputOverlay(ServiceState&) {}
 void StopInputOverlay(ServiceState&) {}
 void WarnOfUnheardInput(ServiceState&) {}
 void NoteDisplays(ServiceState&) {}
-void RaiseGraphicsPriority(ServiceState&) {}
 void WatchCamera(ServiceState&) {}
 void RunCleanupSchedule(ServiceState&) {}
 void RequestCleanup(ServiceState&) {}

@@ -65,7 +65,6 @@ void StartLibraryScan(ServiceState& state);
 void LinkFinishedMatch(ServiceState& state, const std::string& path);
 
 // Tray, status card and desktop notices.
-void CreateMenuWindow(ServiceState& state);
 void AddTrayIcon(ServiceState& state);
 void RemoveTrayIcon(ServiceState& state);
 void RestoreTrayIcon(ServiceState& state);
@@ -92,9 +91,8 @@ void ConnectInputOverlay(ServiceState& state);
 void StopInputOverlay(ServiceState& state);
 void WarnOfUnheardInput(ServiceState& state);
 
-// Displays, graphics priority, camera news.
+// Displays, camera news.
 void NoteDisplays(ServiceState& state);
-void RaiseGraphicsPriority(ServiceState& state);
 void WatchCamera(ServiceState& state);
 
 // Cleanup. The second asks for a run soon, if anything is to be cleaned up by age;

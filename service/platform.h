@@ -46,6 +46,9 @@ class IProcess {
   virtual InstanceResult AcquireInstance(uint32_t wait_ms,
                                          std::unique_ptr<ISingleInstance>& out) = 0;
   virtual void WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) = 0;
+  // Asks for a rank before the games where programs compete for the graphics card;
+  // the word for the rank that it now has.
+  virtual std::string_view RaiseGraphicsPriority() = 0;
   // Gives taskbar and notifications one identity for this program.
   virtual void SetAppIdentity() = 0;
   // Keeps a folder from being moved or deleted while the result lives. Empty

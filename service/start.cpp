@@ -155,6 +155,11 @@ void DecideAboutWindow(ServiceState& state, bool crash_wants_window) {
                    "Click the ORVENTA icon by the clock (under ^ if it is hidden) to open it.");
 }
 
+void RaiseGraphicsPriority(ServiceState& state) {
+  const std::string_view rank = state.platform.process.RaiseGraphicsPriority();
+  LogInfo("gpu: %.*s scheduling", static_cast<int>(rank.size()), rank.data());
+}
+
 void HoldFolders(ServiceState& state) {
   IProcess& process = state.platform.process;
   state.held_config_folder = process.HoldFolder(std::string(ParentFolder(state.config_path)));
@@ -192,7 +197,6 @@ std::optional<int> StartService(ServiceState& state) {
   LoadLibrary(state);
   SeedDefaultProfile(state);
   if (const auto code = MakeLoop(state)) return code;
-  CreateMenuWindow(state);
   AddTrayIcon(state);
   TakeStamps(state);
   NoteDisplays(state);

@@ -9,13 +9,13 @@
 #include <atomic>
 #include <map>
 
+#include "base/base_win/hidden_window.h"
 #include "base/loop_core.h"
 
 namespace orventa {
 namespace {
 
 constexpr wchar_t kClassName[] = L"OrventaServiceWindow";
-constexpr wchar_t kTitle[] = L"ORVENTA";
 // Far from the numbers that sinks use.
 constexpr UINT kWakeMessage = WM_APP + 0x1000;
 constexpr UINT_PTR kTimerId = 1;
@@ -27,31 +27,21 @@ class WinMessageLoop final : public IWinMessageLoop {
         core_(clock, [this] { Wake(); }),
         tray_rebuilt_(RegisterWindowMessageW(L"TaskbarCreated")) {}
 
-  ~WinMessageLoop() override {
-    if (window_ != nullptr) DestroyWindow(window_);
-    UnregisterClassW(kClassName, GetModuleHandleW(nullptr));
-  }
+  // Its last messages still find everything here.
+  ~WinMessageLoop() override { window_.Destroy(); }
   WinMessageLoop(const WinMessageLoop&) = delete;
   WinMessageLoop& operator=(const WinMessageLoop&) = delete;
 
   bool MakeWindow() {
-    WNDCLASSEXW window_class{};
-    window_class.cbSize = sizeof window_class;
-    window_class.lpfnWndProc = &WinMessageLoop::WindowProc;
-    window_class.hInstance = GetModuleHandleW(nullptr);
-    window_class.lpszClassName = kClassName;
-    if (RegisterClassExW(&window_class) == 0) return false;
-    window_ = CreateWindowExW(WS_EX_TOOLWINDOW, kClassName, kTitle, WS_POPUP, 0, 0, 0, 0, nullptr,
-                              nullptr, window_class.hInstance, this);
-    if (window_ == nullptr) return false;
+    if (!window_.Make(kClassName, &WinMessageLoop::WindowProc, this)) return false;
     // The shell runs with less rights than an elevated service.
-    (void)ChangeWindowMessageFilterEx(window_, tray_rebuilt_, MSGFLT_ALLOW, nullptr);
+    (void)ChangeWindowMessageFilterEx(window(), tray_rebuilt_, MSGFLT_ALLOW, nullptr);
     // What was posted before there was a window.
     Wake();
     return true;
   }
 
-  HWND window() const override { return window_; }
+  HWND window() const override { return window_.get(); }
 
   void SetMessageSink(UINT message, std::function<LRESULT(WPARAM, LPARAM)> sink) override {
     sinks_[message] = std::move(sink);
@@ -69,7 +59,7 @@ class WinMessageLoop final : public IWinMessageLoop {
     // Ours may be left over, and would close whatever box the process shows next.
     while (PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE)) {
     }
-    KillTimer(window_, kTimerId);
+    KillTimer(window(), kTimerId);
     armed_ns_ = kForever;
     handler_ = nullptr;
     core_.End();
@@ -91,7 +81,7 @@ class WinMessageLoop final : public IWinMessageLoop {
   bool RespondsWithin(uint32_t limit_ms) override {
     if (core_.HasEnded()) return false;
     DWORD_PTR result = 0;
-    return SendMessageTimeoutW(window_, WM_NULL, 0, 0, SMTO_BLOCK | SMTO_ABORTIFHUNG, limit_ms,
+    return SendMessageTimeoutW(window(), WM_NULL, 0, 0, SMTO_BLOCK | SMTO_ABORTIFHUNG, limit_ms,
                                &result) != 0;
   }
 
@@ -100,7 +90,7 @@ class WinMessageLoop final : public IWinMessageLoop {
   // a menu's own loop serves as well.
   void Wake() {
     if (wake_pending_.exchange(true)) return;
-    if (!PostMessageW(window_, kWakeMessage, 0, 0)) wake_pending_ = false;
+    if (!PostMessageW(window(), kWakeMessage, 0, 0)) wake_pending_ = false;
   }
 
   // One at a time, so that other messages of the window get their turn.
@@ -124,14 +114,14 @@ class WinMessageLoop final : public IWinMessageLoop {
     if (due_ns == armed_ns_) return;
     armed_ns_ = due_ns;
     if (due_ns == kForever) {
-      KillTimer(window_, kTimerId);
+      KillTimer(window(), kTimerId);
       return;
     }
     const uint64_t now_ns = clock_.SteadyNs();
     const uint64_t wait_ns = due_ns > now_ns ? due_ns - now_ns : 0;
     const uint64_t wait_ms =
         std::min<uint64_t>((wait_ns + kNsPerMs - 1) / kNsPerMs, USER_TIMER_MAXIMUM);
-    ::SetTimer(window_, kTimerId, std::max(static_cast<UINT>(wait_ms), UINT{1}), nullptr);
+    ::SetTimer(window(), kTimerId, std::max(static_cast<UINT>(wait_ms), UINT{1}), nullptr);
   }
 
   // While a handler is at work, a menu's loop may be what brings the event: it waits
@@ -223,7 +213,7 @@ class WinMessageLoop final : public IWinMessageLoop {
   IClock& clock_;
   LoopCore core_;
   const UINT tray_rebuilt_;
-  HWND window_ = nullptr;
+  HiddenWindow window_;
   std::atomic<bool> wake_pending_{false};
   IMessageHandler* handler_ = nullptr;
   uint64_t armed_ns_ = kForever;

@@ -19,6 +19,7 @@ class LinuxProcess final : public IProcess {
   bool MediaPartsPresent() override { return true; }  // linked into the program
   InstanceResult AcquireInstance(uint32_t wait_ms, std::unique_ptr<ISingleInstance>& out) override;
   void WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) override;
+  std::string_view RaiseGraphicsPriority() override { return "normal"; }  // no such ranks
   void SetAppIdentity() override {}  // desktop entries carry it
   std::shared_ptr<void> HoldFolder(const std::string&) override { return nullptr; }
   void Print(std::string_view text) override;

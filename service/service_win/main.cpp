@@ -10,14 +10,12 @@
 #include "base/base_win/win32.h"
 #include "base/clock.h"
 #include "base/instance.h"
-#include "base/log.h"
 #include "encoders/amf/amf.h"
 #include "encoders/amf/amf_api.h"
 #include "encoders/nvenc/nvenc.h"
 #include "encoders/nvenc/nvenc_api.h"
 #include "games/targets/known_games.h"
 #include "media/media_win/d3d11_device.h"
-#include "media/media_win/gpu_scheduling.h"
 #include "service/channel/channel.h"
 #include "service/service.h"
 #include "service/service_win/win_platform.h"
@@ -58,8 +56,6 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) {
   GameFinder finder(targets);
   const auto make_engine = [&](const Config& config, const GameList& game_list,
                                std::unique_ptr<ReplayEngine>& engine) {
-    const Status raised = RaiseGpuSchedulingClass();
-    if (raised.code() == StatusCode::Refused) LogWarning("gpu: %s", raised.message().c_str());
     engine = MakeEngine(EnginePlatform{*clock, graphics, finder, targets, backends, sound.get()},
                         folders, config, game_list);
     return Status::Ok();

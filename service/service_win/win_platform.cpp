@@ -9,11 +9,14 @@
 #include "base/instance.h"
 #include "base/log.h"
 #include "base/text.h"
+#include "media/media_win/gpu_scheduling.h"
+#include "video/video_win/physical_pixels.h"
 
 namespace orventa {
 namespace {
 
 constexpr wchar_t kAppId[] = L"ORVENTA.ReplayBuffer";
+constexpr wchar_t kMenuClass[] = L"OrventaMenuWindow";
 constexpr wchar_t kAppKey[] = L"Software\\Classes\\AppUserModelId\\ORVENTA.ReplayBuffer";
 
 // Missing from older import headers.
@@ -84,6 +87,15 @@ void WinProcess::WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) {
   orventa::WaitForOlderProcess(process_id, wait_ms);
 }
 
+std::string_view WinProcess::RaiseGraphicsPriority() {
+  switch (RaiseGpuScheduling()) {
+    case GpuScheduling::Realtime: return "realtime";
+    case GpuScheduling::High: return "high";
+    case GpuScheduling::Normal: break;
+  }
+  return "normal";
+}
+
 void WinProcess::SetAppIdentity() {
   const HRESULT result = SetCurrentProcessExplicitAppUserModelID(kAppId);
   if (FAILED(result)) {
@@ -131,7 +143,12 @@ void WinProcess::EndNow(int code) {
 
 std::unique_ptr<IMessageLoop> WinDesktop::MakeLoop() {
   std::unique_ptr<IWinMessageLoop> loop = MakeWinMessageLoop(clock_);
-  if (loop) window_ = loop->window();
+  if (!loop) return nullptr;
+  window_ = loop->window();
+  const PhysicalPixels every_scale;
+  if (!menu_owner_.Make(kMenuClass, DefWindowProcW, nullptr)) {
+    LogWarning("the window for menus could not be made (%lu)", GetLastError());
+  }
   return loop;
 }
 

@@ -163,6 +163,11 @@ void FakePlatform::WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) {
   clock.SleepUntil(std::min(older_process_ends_ns, clock.SteadyNs() + wait_ms * kNsPerMs));
 }
 
+std::string_view FakePlatform::RaiseGraphicsPriority() {
+  journal.emplace_back("raises graphics priority");
+  return "high";
+}
+
 void FakePlatform::SetAppIdentity() {
   journal.emplace_back("sets identity");
 }

@@ -82,6 +82,7 @@ class FakePlatform : public IProcess, public IDesktop, public IDialogs {
   bool MediaPartsPresent() override;
   InstanceResult AcquireInstance(uint32_t wait_ms, std::unique_ptr<ISingleInstance>& out) override;
   void WaitForOlderProcess(uint64_t process_id, uint32_t wait_ms) override;
+  std::string_view RaiseGraphicsPriority() override;
   void SetAppIdentity() override;
   std::shared_ptr<void> HoldFolder(const std::string& path) override;
   void Print(std::string_view text) override { printed += text; }

@@ -19,23 +19,23 @@ TEST(Start, DoesEverythingInItsOrder) {
   platform.CloseAfter(500);
   EXPECT_EQ(platform.Run(), 0);
   EXPECT_EQ(CurrentService(), nullptr);
-  EXPECT_EQ(
-      platform.journal,
-      (Journal{"takes environment ORVENTA_TEST_CRASH", "honours timers", "looks for media parts",
-               "wants instance within 0", "sets identity", "makes loop", "makes engine",
-               "engine starts", "opens channel ORVENTA-tester", "opens channel ORVENTA.deck-tester",
-               "opens channel ORVENTA.deck", "holds folder config", "holds folder program",
-               // and the end, just as much
-               "closes channel ORVENTA-tester", "closes channel ORVENTA.deck-tester",
-               "closes channel ORVENTA.deck", "engine stops"}));
-  EXPECT_EQ(
-      platform.Log(),
-      (Journal{"first run: keeping h264, nothing newer both records and plays "
-               "here",
-               "start: version=" ORVENTA_VERSION
-               " autostart=1 background=1 signin=0 window=0 after_crash=0",
-               "ipc: listening", "ipc: deck channel listening",
-               "ipc: deck channel also listening under its old name", "exit: clean, after 0 s"}));
+  EXPECT_EQ(platform.journal,
+            (Journal{"takes environment ORVENTA_TEST_CRASH", "honours timers",
+                     "looks for media parts", "wants instance within 0", "sets identity",
+                     "makes loop", "makes engine", "engine starts", "opens channel ORVENTA-tester",
+                     "opens channel ORVENTA.deck-tester", "opens channel ORVENTA.deck",
+                     "holds folder config", "holds folder program", "raises graphics priority",
+                     // and the end, just as much
+                     "closes channel ORVENTA-tester", "closes channel ORVENTA.deck-tester",
+                     "closes channel ORVENTA.deck", "engine stops"}));
+  EXPECT_EQ(platform.Log(),
+            (Journal{"first run: keeping h264, nothing newer both records and plays "
+                     "here",
+                     "start: version=" ORVENTA_VERSION
+                     " autostart=1 background=1 signin=0 window=0 after_crash=0",
+                     "ipc: listening", "ipc: deck channel listening",
+                     "ipc: deck channel also listening under its old name", "gpu: high scheduling",
+                     "exit: clean, after 0 s"}));
 }
 
 TEST(Start, ASecondOneSaysSoUnlessItWasSent) {

@@ -14,6 +14,20 @@
 namespace orventa {
 namespace {
 
+std::string TextOfThisUser() {
+  std::array<uint64_t, 32> buffer{};
+  DWORD size = sizeof(buffer);
+  HANDLE token = nullptr;
+  OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token);
+  GetTokenInformation(token, TokenUser, buffer.data(), size, &size);
+  CloseHandle(token);
+  char* text = nullptr;
+  ConvertSidToStringSidA(reinterpret_cast<const TOKEN_USER*>(buffer.data())->User.Sid, &text);
+  std::string user(text);
+  LocalFree(text);
+  return user;
+}
+
 TEST(Pipe, IsForTheSystemAndThisUserOnly) {
   const auto clock = MakeSystemClock();
   const std::string name = "test-acl-" + std::to_string(std::random_device()());
@@ -26,19 +40,17 @@ TEST(Pipe, IsForTheSystemAndThisUserOnly) {
   const std::wstring path = L"\\\\.\\pipe\\" + std::wstring(name.begin(), name.end());
   HANDLE pipe = CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
   ASSERT_NE(pipe, INVALID_HANDLE_VALUE);
-  PACL acl = nullptr;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
-  ASSERT_EQ(GetSecurityInfo(pipe, SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
-                            &acl, nullptr, &descriptor),
+  constexpr SECURITY_INFORMATION kParts = DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION;
+  ASSERT_EQ(GetSecurityInfo(pipe, SE_KERNEL_OBJECT, kParts, nullptr, nullptr, nullptr, nullptr,
+                            &descriptor),
             DWORD{ERROR_SUCCESS});
-  ASSERT_NE(acl, nullptr);
-  ASSERT_EQ(acl->AceCount, 2);
-  std::array<BYTE, SECURITY_MAX_SID_SIZE> system{};
-  DWORD size = static_cast<DWORD>(system.size());
-  ASSERT_NE(CreateWellKnownSid(WinLocalSystemSid, nullptr, system.data(), &size), 0);
-  void* first = nullptr;
-  ASSERT_NE(GetAce(acl, 0, &first), 0);
-  EXPECT_NE(EqualSid(&static_cast<ACCESS_ALLOWED_ACE*>(first)->SidStart, system.data()), 0);
+  char* sddl = nullptr;
+  ASSERT_NE(ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1,
+                                                                 kParts, &sddl, nullptr),
+            0);
+  EXPECT_EQ(std::string(sddl), "D:P(A;;GA;;;SY)(A;;GA;;;" + TextOfThisUser() + ")");
+  LocalFree(sddl);
   LocalFree(descriptor);
   CloseHandle(pipe);
 }

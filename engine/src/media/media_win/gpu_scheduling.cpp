@@ -3,31 +3,34 @@
 #include <windows.h>
 
 #include "base/base_win/win32.h"
-#include "base/text.h"
+#include "base/log.h"
 
 namespace orventa {
 namespace {
 
 // The import headers have neither the call nor its numbers.
-constexpr int kTopClass = 5;   // asks for a privilege that an ordinary user lacks
-constexpr int kHighClass = 4;  // above every game
 using SetClass = LONG(WINAPI*)(HANDLE process, int scheduling_class);
+constexpr struct {
+  int number;
+  GpuScheduling name;
+} kClasses[] = {
+    {5, GpuScheduling::Realtime},  // asks for a privilege that an ordinary user lacks
+    {4, GpuScheduling::High},      // above every game
+};
 
 }  // namespace
 
-Status RaiseGpuSchedulingClass() {
+GpuScheduling RaiseGpuScheduling() {
   static const auto set_class =
       SystemFunction<SetClass>(L"gdi32.dll", "D3DKMTSetProcessSchedulingPriorityClass");
-  if (set_class == nullptr) {
-    return {StatusCode::Unsupported, "no scheduling classes for the card here"};
+  if (set_class == nullptr) return GpuScheduling::Normal;
+  for (const auto& scheduling : kClasses) {
+    const LONG result = set_class(GetCurrentProcess(), scheduling.number);
+    if (result >= 0) return scheduling.name;
+    LogInfo("gpu: scheduling class %d was refused (0x%08lX)", scheduling.number,
+            static_cast<unsigned long>(result));
   }
-  LONG result = 0;
-  for (const int scheduling_class : {kTopClass, kHighClass}) {
-    result = set_class(GetCurrentProcess(), scheduling_class);
-    if (result >= 0) return Status::Ok();
-  }
-  return {StatusCode::Refused, Format("the card's scheduling class was refused (0x%08lX)",
-                                      static_cast<unsigned long>(result))};
+  return GpuScheduling::Normal;
 }
 
 }  // namespace orventa
