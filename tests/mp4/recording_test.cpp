@@ -318,6 +318,32 @@ TEST_F(Recording, AWebcamMayComeLate) {
   EXPECT_EQ(elst.U32(8), 135'000u);  // 1.5 s
 }
 
+// Sound comes a tenth of a second behind the picture, so that a kill may find the picture's
+// fragment written and the sound's of the same second not: each track loses what waits, no more.
+TEST_F(Recording, LosesOfEachTrackNoMoreThanASecondWhenItIsKilled) {
+  constexpr size_t kFps = 15;
+  Mp4Movie movie = test::VideoMovie(5 * kFps, kFps);
+  movie.sound = {test::Sound(kStart, 230)};
+  const std::string path = folder_ / "a.mp4";
+  Mp4Writer writer;
+  ASSERT_TRUE(writer.Open(path, movie.video, {movie.sound[0].format}).ok());
+  const auto& sound = movie.sound[0].packets;
+  std::map<uint32_t, std::vector<test::Sample>> kept;
+  for (size_t pictures = 0, sounds = 0; pictures < movie.packets.size();) {
+    if (sounds < sound.size() && sound[sounds].pts + 100 * kMs <= movie.packets[pictures].pts) {
+      ASSERT_TRUE(writer.AddAudio(0, test::Encoded(sound[sounds++])).ok());
+    } else {
+      ASSERT_TRUE(writer.AddVideo(test::Encoded(movie.packets[pictures++])).ok());
+    }
+    kept = test::FragmentsIn(test::ReadFile(path), SIZE_MAX);
+    // The newest picture waits for its duration beside a second of others.
+    ASSERT_LE(pictures - kept[1].size(), kFps) << pictures;
+    ASSERT_LT((sounds - kept[2].size()) * 1024, 48000u) << sounds;
+  }
+  EXPECT_EQ(kept[1].size(), 4 * kFps);
+  EXPECT_EQ(kept[2].size(), 4 * 47u);
+}
+
 // Twelve hours, at few pictures and sound packets a second, take no more allocations than it takes
 // to grow the tables, and what waits for its fragment stays as small as in the first minute.
 TEST_F(Recording, TakesNoMoreMemoryTheLongerItRuns) {
