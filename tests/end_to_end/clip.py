@@ -22,6 +22,21 @@ def top_boxes(path):
     return names
 
 
+def top_boxes_until_torn(path):
+    """The names of the whole top-level boxes of a file that may have been cut off."""
+    names, position, size = [], 0, os.path.getsize(path)
+    with open(path, "rb") as file:
+        while position + 16 <= size:
+            file.seek(position)
+            length, name, large = struct.unpack(">I4sQ", file.read(16))
+            length = large if length == 1 else length
+            if length < 8 or position + length > size:
+                break
+            names.append(name.decode("latin-1"))
+            position += length
+    return names
+
+
 def probe(path):
     done = subprocess.run(
         ["ffprobe", "-v", "error", "-of", "json", "-show_streams", "-show_format", path],
@@ -39,6 +54,15 @@ def video_times(path):
     packets = json.loads(done.stdout)["packets"]
     assert all(p["pts_time"] == p["dts_time"] for p in packets), "reordered packets"
     return [float(p["pts_time"]) for p in packets], ["K" in p["flags"] for p in packets]
+
+
+def packets(path, stream):
+    """The presentation time of each packet of a track, and what tells its bytes from others."""
+    done = subprocess.run(
+        ["ffprobe", "-v", "error", "-select_streams", stream, "-of", "json", "-show_data_hash",
+         "MD5", "-show_entries", "packet=pts_time,data_hash", path],
+        capture_output=True, text=True, check=True)
+    return [(float(p["pts_time"]), p["data_hash"]) for p in json.loads(done.stdout)["packets"]]
 
 
 def decode_errors(path):

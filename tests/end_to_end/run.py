@@ -5,6 +5,7 @@ usage: run.py --bin FOLDER [NAME...]      runs all tests, or those whose name co
 """
 
 import argparse
+import contextlib
 import glob
 import os
 import shutil
@@ -149,30 +150,36 @@ def saves_asked_for_during_a_save_make_one_more(options):
         desktop.stop_service()
 
 
+@contextlib.contextmanager
+def small_drive(desktop, size):
+    """A folder on a drive of its own, of that size in the words of mount."""
+    folder = os.path.join(desktop.folder, "small")
+    os.mkdir(folder)
+    if subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size}", "none", folder],
+                      capture_output=True, check=False).returncode != 0:
+        raise Skipped("mounting a small drive is not permitted here")
+    try:
+        yield folder
+    finally:
+        subprocess.run(["umount", "-l", folder], check=False)
+
+
 @test
 def a_full_drive_is_told_and_leaves_no_file(options):
-    with Desktop(options.bin) as desktop:
-        small = os.path.join(desktop.folder, "small")
-        os.mkdir(small)
-        if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=8m", "none", small],
-                          capture_output=True, check=False).returncode != 0:
-            raise Skipped("mounting a small drive is not permitted here")
+    with Desktop(options.bin) as desktop, small_drive(desktop, "8m") as small:
+        desktop.start_game(fps=FPS)
+        desktop.start_service(settings=common(storage__replay_directory=small))
+        record(desktop, 3)
         try:
-            desktop.start_game(fps=FPS)
-            desktop.start_service(settings=common(storage__replay_directory=small))
-            record(desktop, 3)
-            try:
-                desktop.save()
-            except Trouble as trouble:
-                assert "DriveFull: the drive is full" in str(trouble), trouble
-            else:
-                raise AssertionError("a save onto a full drive succeeded")
-            assert not [f for _, _, files in os.walk(small) for f in files]
-            held = float(desktop.stats()["buffered_seconds"])
-            assert held > 3, f"the history stayed: {held}"
-            desktop.stop_service()
-        finally:
-            subprocess.run(["umount", "-l", small], check=False)
+            desktop.save()
+        except Trouble as trouble:
+            assert "DriveFull: the drive is full" in str(trouble), trouble
+        else:
+            raise AssertionError("a save onto a full drive succeeded")
+        assert not [f for _, _, files in os.walk(small) for f in files]
+        held = float(desktop.stats()["buffered_seconds"])
+        assert held > 3, f"the history stayed: {held}"
+        desktop.stop_service()
 
 
 @test

@@ -42,8 +42,9 @@ def wait_until_heard(desktop, meter="system_level"):
     desktop.wait_stats(f"{meter} above nothing", lambda s: float(s.get(meter) or 0) > 0.1)
 
 
-def sound_streams(path):
-    """The sound tracks of a clip that plays without a word, as long as its picture."""
+def sound_streams(path, apart=0.1):
+    """The sound tracks of a file that plays without a word; they are as long as its picture,
+    but for so many seconds."""
     errors = clips.decode_errors(path)
     assert not errors, errors
     streams = clips.probe(path)["streams"]
@@ -52,7 +53,7 @@ def sound_streams(path):
     for stream in sounds:
         assert stream["codec_name"] == "aac" and stream["sample_rate"] == "48000", stream
         difference = float(stream["duration"]) - float(picture["duration"])
-        assert abs(difference) <= 0.1, f"sound is {difference:.3f} s longer than the picture"
+        assert abs(difference) <= apart, f"sound is {difference:.3f} s longer than the picture"
     return sounds
 
 
