@@ -7,6 +7,9 @@ namespace {
 
 constexpr uint32_t kUuidType = FourCc("uuid");
 constexpr size_t kUuidBytes = BoxUuid{}.size();
+// Enough for most fragments' `moof` and the head of the `mdat` behind it, so that a
+// fragment costs one read.
+constexpr uint64_t kWindowBytes = 1024;
 
 }  // namespace
 
@@ -50,41 +53,36 @@ std::optional<BoxView> FindBox(std::span<const uint8_t> bytes, uint32_t type) {
 }
 
 bool FileBoxReader::Next(FileBox& box) {
-  uuid_found_ = false;
-  if (position_ >= file_bytes_) return false;
-  const auto head = Look(position_, kLargeBoxHeaderBytes);
-  if (!ReadBoxHead(head, file_bytes_ - position_, open_, box)) return false;
+  uuid_.reset();
+  if (position_ >= end_) return false;
+  std::span<const uint8_t> head;
+  status_ = View(position_, kLargeBoxHeaderBytes, head);
+  if (!status_.ok() || !ReadBoxHead(head, end_ - position_, open_, box)) return false;
   box.offset = position_;
   if (box.type == kUuidType && box.body_bytes() >= kUuidBytes) {
-    const auto type = Look(box.body_offset(), kUuidBytes);
-    uuid_found_ = type.size() == kUuidBytes;
-    std::copy(type.begin(), type.end(), uuid_.begin());
+    std::span<const uint8_t> uuid;
+    status_ = View(box.body_offset(), kUuidBytes, uuid);
+    if (!status_.ok()) return false;
+    std::ranges::copy(uuid, uuid_.emplace().begin());
   }
   position_ = box.end();
   return true;
 }
 
-bool FileBoxReader::IsUuid(const BoxUuid& uuid) const {
-  return uuid_found_ && uuid_ == uuid;
-}
-
-std::span<const uint8_t> FileBoxReader::Look(uint64_t offset, size_t most) {
-  const auto wanted = static_cast<size_t>(std::min<uint64_t>(most, file_bytes_ - offset));
-  if (offset < window_offset_ || offset - window_offset_ + wanted > window_bytes_) {
+Status FileBoxReader::View(uint64_t offset, uint64_t count, std::span<const uint8_t>& out) {
+  const uint64_t left = source_.Size() - offset;
+  count = std::min(count, left);
+  if (offset < window_offset_ || offset - window_offset_ + count > window_.size()) {
+    window_.resize(static_cast<size_t>(std::min(std::max(count, kWindowBytes), left)));
     window_offset_ = offset;
-    window_bytes_ = 0;
-    const auto readable =
-        static_cast<size_t>(std::min<uint64_t>(window_.size(), file_bytes_ - offset));
-    error_ = file_.ReadAt(offset, std::span(window_).first(readable), window_bytes_);
-    if (!error_.ok()) window_bytes_ = 0;
+    if (Status status = source_.ReadAt(offset, window_); !status.ok()) {
+      window_.clear();
+      return status;
+    }
   }
-  const auto from = static_cast<size_t>(offset - window_offset_);
-  return std::span(window_).subspan(from, std::min(wanted, window_bytes_ - from));
-}
-
-bool ReadExactly(const InputFile& file, uint64_t offset, std::span<uint8_t> into) {
-  size_t read = 0;
-  return file.ReadAt(offset, into, read).ok() && read == into.size();
+  out = std::span<const uint8_t>(window_).subspan(static_cast<size_t>(offset - window_offset_),
+                                                  static_cast<size_t>(count));
+  return Status::Ok();
 }
 
 }  // namespace orventa

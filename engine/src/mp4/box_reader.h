@@ -3,15 +3,16 @@
 // No walk leaves its bytes, whatever sizes it meets. One thread at a time.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <vector>
 
-#include "base/files.h"
+#include "base/status.h"
 #include "mp4/box_io.h"
 #include "mp4/boxes.h"
+#include "mp4/byte_source.h"
 
 namespace orventa {
 
@@ -68,39 +69,37 @@ struct FileBox : BoxHead {
   uint64_t end() const { return offset + size; }
 };
 
-// The boxes of a file's top level. The file must outlive the walk.
+// The boxes of a file's top level. The source must outlive the walk.
 class FileBoxReader {
  public:
-  FileBoxReader(const InputFile& file, uint64_t file_bytes, OpenBox open)
-      : file_(file), file_bytes_(file_bytes), open_(open) {}
+  // Boxes lie whole before `end`.
+  FileBoxReader(IByteSource& source, uint64_t end, OpenBox open)
+      : source_(source), end_(end), open_(open) {}
 
-  // False at the end of the file, at a box that is not whole, and at a failed read.
+  // False at the end, at a box that is not whole, and at a failed read.
   bool Next(FileBox& box);
   // Whether the box that Next gave last is a `uuid` box of this type.
-  bool IsUuid(const BoxUuid& uuid) const;
+  bool IsUuid(const BoxUuid& uuid) const { return uuid_ == uuid; }
   // Where the last whole box ended.
   uint64_t end_of_whole() const { return position_; }
-  // Ok when the walk ended at the file's end or at a torn box.
-  const FileResult& error() const { return error_; }
+  // Ok when the walk ended at the end or at a torn box.
+  const Status& status() const { return status_; }
+
+  // Up to `count` bytes from a place on, less at the source's end. Valid until the
+  // walk goes on.
+  Status View(uint64_t offset, uint64_t count, std::span<const uint8_t>& out);
 
  private:
-  std::span<const uint8_t> Look(uint64_t offset, size_t most);
-
-  const InputFile& file_;
-  uint64_t file_bytes_;
+  IByteSource& source_;
+  uint64_t end_;
   OpenBox open_;
-  uint64_t position_ = 0;  // of the next box
-  BoxUuid uuid_ = {};      // of the box that Next gave last
-  bool uuid_found_ = false;
-  FileResult error_;
+  uint64_t position_ = 0;        // of the next box
+  std::optional<BoxUuid> uuid_;  // of the box that Next gave last
+  Status status_;
   // Small boxes in a row are read together, so that a file full of them is no
   // slower to walk than to read.
-  std::array<uint8_t, 4096> window_ = {};
+  std::vector<uint8_t> window_;
   uint64_t window_offset_ = 0;
-  size_t window_bytes_ = 0;
 };
-
-// Reads all of `into` at a place in the file; false when the file is shorter or fails.
-bool ReadExactly(const InputFile& file, uint64_t offset, std::span<uint8_t> into);
 
 }  // namespace orventa

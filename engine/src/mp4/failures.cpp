@@ -15,6 +15,10 @@ Status OpenFailure(std::string_view path) {
   return {StatusCode::InvalidArgument, "cannot open '" + std::string(path) + "'"};
 }
 
+Status ReadFailure(std::string_view path) {
+  return {StatusCode::DriverError, "cannot read '" + std::string(path) + "'"};
+}
+
 Status ReorderedFailure() {
   return {StatusCode::InvalidArgument, "video with reordered frames (dts != pts) is not supported"};
 }

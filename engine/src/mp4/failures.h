@@ -15,6 +15,8 @@ Status DriveFullFailure();
 Status WriteFailure(const FileResult& result);
 // A file that could not be opened for writing.
 Status OpenFailure(std::string_view path);
+// A file whose bytes the system does not give.
+Status ReadFailure(std::string_view path);
 // Packets whose dts is not their pts.
 Status ReorderedFailure();
 Status OutOfMemoryFailure();

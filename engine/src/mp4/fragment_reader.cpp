@@ -41,7 +41,7 @@ struct RunHead {
 
 class FragmentPass {
  public:
-  FragmentPass(const InputFile& file, SampleBudget& budget, ReadMoovResult& moov)
+  FragmentPass(IByteSource& file, SampleBudget& budget, ReadMoovResult& moov)
       : file_(file), budget_(budget), contents_(moov.contents), extends_(moov.extends) {
     AddTrack(contents_.video);
     if (contents_.movie.webcam) AddTrack(contents_.webcam);
@@ -53,21 +53,21 @@ class FragmentPass {
 
   Status Read() {
     FileBoxReader boxes(file_, budget_.file_bytes(), OpenBox::ToTheEnd);
-    std::vector<uint8_t> moof;
     for (FileBox box; boxes.Next(box);) {
       if (box.type != FourCc("moof")) continue;
       if (box.size >= kMaxMoofBytes) return RefuseFile("a fragment's index is implausibly large");
-      moof.resize(static_cast<size_t>(box.body_bytes()));
-      if (!ReadExactly(file_, box.body_offset(), moof)) break;
+      Bytes moof;
+      if (!boxes.View(box.body_offset(), box.body_bytes(), moof).ok()) return Unreadable();
       if (Status status = ReadMoof(moof, box.offset); !status.ok()) return status;
     }
-    if (!boxes.error().ok()) return RefuseFile("could not read the fragments");
+    if (!boxes.status().ok()) return Unreadable();
     if (contents_.video.samples.empty()) return RefuseFile("no picture in fragments");
     for (FragmentTrack& track : tracks_) FindReordering(*track.samples);
     return Status::Ok();
   }
 
  private:
+  static Status Unreadable() { return RefuseFile("could not read the fragments"); }
   static uint32_t Id(const FragmentTrack& track) { return track.samples->track_id; }
   static uint32_t Id(const TrackExtends& extends) { return extends.track_id; }
 
@@ -216,7 +216,7 @@ class FragmentPass {
     return status.ok() ? CheckTime(track) : status;
   }
 
-  const InputFile& file_;
+  IByteSource& file_;
   SampleBudget& budget_;
   Mp4Contents& contents_;
   // Both in the order of the tracks' numbers.
@@ -226,7 +226,7 @@ class FragmentPass {
 
 }  // namespace
 
-Status ReadFragments(const InputFile& file, SampleBudget& budget, ReadMoovResult& moov) {
+Status ReadFragments(IByteSource& file, SampleBudget& budget, ReadMoovResult& moov) {
   if (Status status = FragmentPass(file, budget, moov).Read(); !status.ok()) return status;
   FindRate(moov.contents.video, moov.contents.movie.video);
   return Status::Ok();

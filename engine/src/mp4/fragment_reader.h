@@ -2,8 +2,8 @@
 // the `moov`. Used by the reader. One thread at a time.
 #pragma once
 
-#include "base/files.h"
 #include "base/status.h"
+#include "mp4/byte_source.h"
 #include "mp4/moov_reader.h"
 
 namespace orventa {
@@ -11,6 +11,6 @@ namespace orventa {
 // Adds the samples of all whole fragments to the tracks in `moov`. Takes one whose
 // data does not lie whole within the file for one that a power cut tore, and leaves
 // it out, as it does those of tracks that `moov` does not have.
-Status ReadFragments(const InputFile& file, SampleBudget& budget, ReadMoovResult& moov);
+Status ReadFragments(IByteSource& file, SampleBudget& budget, ReadMoovResult& moov);
 
 }  // namespace orventa

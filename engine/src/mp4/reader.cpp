@@ -18,20 +18,21 @@ constexpr uint64_t kMaxMoovBytes = 0x10000000;
 constexpr const char* kNotFinished = "the recording was not finished";
 
 // The first `moov` of the file.
-Status LoadMoov(const InputFile& file, uint64_t file_bytes, std::vector<uint8_t>& moov) {
-  FileBoxReader boxes(file, file_bytes, OpenBox::ToTheEnd);
+Status LoadMoov(IByteSource& file, std::vector<uint8_t>& moov) {
+  FileBoxReader boxes(file, file.Size(), OpenBox::ToTheEnd);
   for (FileBox box; boxes.Next(box);) {
     if (box.type != FourCc("moov")) continue;
     if (box.size > kMaxMoovBytes) return RefuseFile("the index is implausibly large");
     moov.resize(static_cast<size_t>(box.body_bytes()));
-    if (!ReadExactly(file, box.body_offset(), moov)) break;
+    if (!file.ReadAt(box.body_offset(), moov).ok()) break;
     return Status::Ok();
   }
-  return RefuseFile(boxes.error().ok() && moov.empty() ? kNotFinished : "could not read the index");
+  return RefuseFile(boxes.status().ok() && moov.empty() ? kNotFinished
+                                                        : "could not read the index");
 }
 
-bool HasFragments(const InputFile& file, uint64_t file_bytes) {
-  FileBoxReader boxes(file, file_bytes, OpenBox::ToTheEnd);
+bool HasFragments(IByteSource& file) {
+  FileBoxReader boxes(file, file.Size(), OpenBox::ToTheEnd);
   for (FileBox box; boxes.Next(box);) {
     if (box.type == FourCc("moof")) return true;
   }
@@ -39,8 +40,8 @@ bool HasFragments(const InputFile& file, uint64_t file_bytes) {
 }
 
 // Tells a recording of ours, which can be finished, from another tool's file.
-Status Unfinished(const InputFile& file, uint64_t file_bytes) {
-  FileBoxReader boxes(file, file_bytes, OpenBox::ToTheEnd);
+Status Unfinished(IByteSource& file) {
+  FileBoxReader boxes(file, file.Size(), OpenBox::ToTheEnd);
   for (FileBox box; boxes.Next(box);) {
     if (boxes.IsUuid(kRecoveryUuid)) return RefuseFile(kNotFinished);
     if (box.type == FourCc("moof") || box.type == FourCc("mdat")) break;
@@ -48,21 +49,20 @@ Status Unfinished(const InputFile& file, uint64_t file_bytes) {
   return RefuseFile("the file is written in fragments");
 }
 
-Status ReadContents(const InputFile& file, uint64_t file_bytes, Fragments fragments,
-                    Mp4Contents& contents) {
-  if (file_bytes < kBoxHeaderBytes) return RefuseFile("not an MP4 file");
-  SampleBudget budget(file_bytes);
+Status ReadContents(IByteSource& file, Fragments fragments, Mp4Contents& contents) {
+  if (file.Size() < kBoxHeaderBytes) return RefuseFile("not an MP4 file");
+  SampleBudget budget(file.Size());
   ReadMoovResult result;
   {
     std::vector<uint8_t> moov;
-    Status status = LoadMoov(file, file_bytes, moov);
+    Status status = LoadMoov(file, moov);
     if (status.ok()) status = ReadMoov(moov, budget, result);
     if (!status.ok()) return status;
   }
   // A `moov` may announce fragments, and have all samples itself.
   if (result.fragmented) {
-    const bool complete = !result.contents.video.samples.empty() && !HasFragments(file, file_bytes);
-    if (!complete && fragments == Fragments::Refuse) return Unfinished(file, file_bytes);
+    const bool complete = !result.contents.video.samples.empty() && !HasFragments(file);
+    if (!complete && fragments == Fragments::Refuse) return Unfinished(file);
     Status status = ReadFragments(file, budget, result);
     if (!status.ok()) return status;
   }
@@ -93,7 +93,8 @@ Status Mp4Reader::Open(std::string_view path, Fragments fragments) {
   }
   try {
     Mp4Contents contents;
-    Status status = ReadContents(file, file_bytes, fragments, contents);
+    FileSource source(file, file_bytes, path);
+    Status status = ReadContents(source, fragments, contents);
     if (!status.ok()) return status;
     contents_ = std::move(contents);
   } catch (const std::bad_alloc&) {
@@ -110,7 +111,8 @@ void Mp4Reader::Close() {
 
 Status Mp4Reader::ReadSample(const Mp4Sample& sample, std::vector<uint8_t>& bytes) const {
   bytes.resize(sample.size);
-  if (ReadExactly(file_, sample.offset, bytes)) return Status::Ok();
+  size_t read = 0;
+  if (file_.ReadAt(sample.offset, bytes, read).ok() && read == bytes.size()) return Status::Ok();
   return {StatusCode::DriverError, Format("cannot read %u bytes at %llu", sample.size,
                                           static_cast<unsigned long long>(sample.offset))};
 }

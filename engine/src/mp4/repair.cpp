@@ -19,32 +19,6 @@ std::string Quoted(const char* what, std::string_view path) {
   return std::string(what) + " '" + std::string(path) + "'";
 }
 
-class FileSource : public IByteSource {
- public:
-  Status Open(std::string_view path) {
-    path_ = path;
-    if (!file_.Open(path).ok()) return DriverFailure(Quoted("cannot open", path_));
-    return file_.Size(size_).ok() ? Status::Ok() : Unreadable();
-  }
-
-  uint64_t Size() const override { return size_; }
-
-  // A place that cannot be read must not pass for the end of the recording: all
-  // behind it would be cut off.
-  Status ReadAt(uint64_t offset, std::span<uint8_t> into) override {
-    size_t read = 0;
-    const FileResult result = file_.ReadAt(offset, into, read);
-    return result.ok() && read == into.size() ? Status::Ok() : Unreadable();
-  }
-
- private:
-  Status Unreadable() const { return DriverFailure(Quoted("cannot read", path_)); }
-
-  std::string path_;
-  InputFile file_;
-  uint64_t size_ = 0;
-};
-
 // The order makes it safe to die anywhere: until the last write the file is an
 // interrupted recording, at most with an index that nobody points to.
 Status CarryOut(std::string_view path, uint64_t size, const RepairPlan& plan) {
@@ -62,15 +36,18 @@ Status CarryOut(std::string_view path, uint64_t size, const RepairPlan& plan) {
 }
 
 Status Finish(std::string_view path) {
-  if (!FileExists(path)) return DriverFailure(Quoted("cannot read", path));
+  if (!FileExists(path)) return ReadFailure(path);
   if (CheckNotInUse(path).error == FileError::InUse) return DriverFailure("still being written");
   RepairPlan plan;
   uint64_t size = 0;
   {
-    FileSource source;
-    if (Status status = source.Open(path); !status.ok()) return status;
+    InputFile file;
+    if (!file.Open(path).ok()) return DriverFailure(Quoted("cannot open", path));
+    if (!file.Size(size).ok()) return ReadFailure(path);
+    // A place that cannot be read must not pass for the end of the recording: all
+    // behind it would be cut off.
+    FileSource source(file, size, path);
     if (Status status = PlanRepair(source, plan); !status.ok()) return status;
-    size = source.Size();
   }
   return CarryOut(path, size, plan);
 }

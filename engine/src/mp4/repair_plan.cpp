@@ -14,71 +14,9 @@
 namespace orventa {
 namespace {
 
-// Enough for most fragments' `moof` and the head of the `mdat` behind it, so that a
-// fragment costs one read.
-constexpr uint64_t kWindowBytes = 1024;
-constexpr uint64_t kUuidHeadBytes = kBoxHeaderBytes + kRecoveryUuid.size();
-
 Status Refuse(const char* why) {
   return {StatusCode::InvalidArgument, why};
 }
-
-// Views of a source's bytes, by way of one window.
-class WindowReader {
- public:
-  explicit WindowReader(IByteSource& source) : source_(source), size_(source.Size()) {}
-
-  uint64_t size() const { return size_; }
-
-  // Up to `count` bytes, less at the end of the file. Valid until the next call.
-  Status View(uint64_t offset, uint64_t count, std::span<const uint8_t>& out) {
-    count = std::min(count, size_ - offset);
-    if (offset < start_ || offset + count > start_ + window_.size()) {
-      window_.resize(std::min(std::max(count, kWindowBytes), size_ - offset));
-      start_ = offset;
-      if (Status status = source_.ReadAt(offset, window_); !status.ok()) {
-        window_.clear();
-        return status;
-      }
-    }
-    out = std::span<const uint8_t>(window_).subspan(offset - start_, count);
-    return Status::Ok();
-  }
-
- private:
-  IByteSource& source_;
-  uint64_t size_;
-  std::vector<uint8_t> window_;
-  uint64_t start_ = 0;
-};
-
-// The whole boxes at the top level, in order. Ends before one that is torn.
-class TopLevelWalk {
- public:
-  TopLevelWalk(WindowReader& reader, uint64_t end) : reader_(reader), end_(end) {}
-
-  // False at the end, or when the file cannot be read: `status` tells.
-  bool Next(FileBox& box) {
-    if (position_ >= end_) return false;
-    std::span<const uint8_t> head;
-    status_ = reader_.View(position_, kLargeBoxHeaderBytes, head);
-    if (!status_.ok()) return false;
-    if (!ReadBoxHead(head, end_ - position_, OpenBox::Damage, box)) return false;
-    box.offset = position_;
-    position_ = box.end();
-    return true;
-  }
-
-  const Status& status() const { return status_; }
-  // Where the last whole box ended.
-  uint64_t position() const { return position_; }
-
- private:
-  WindowReader& reader_;
-  uint64_t end_;
-  uint64_t position_ = 0;
-  Status status_;
-};
 
 // What the top level says, apart from the fragments' samples.
 struct Survey {
@@ -92,26 +30,26 @@ bool IsFragmentHead(const FileBox& box) {
   return box.type == FourCc("moof") && box.size < kMaxMoofBytes;
 }
 
-Status KeepBlock(WindowReader& reader, const FileBox& box, Survey& survey) {
-  if (box.size <= kUuidHeadBytes || box.size >= kMaxRecoveryBlockBytes) return Status::Ok();
+Status KeepBlock(FileBoxReader& boxes, const FileBox& box, Survey& survey) {
+  const uint64_t head_bytes = box.header_bytes + kRecoveryUuid.size();
+  if (box.size <= head_bytes || box.size >= kMaxRecoveryBlockBytes) return Status::Ok();
   std::span<const uint8_t> bytes;
-  if (Status status = reader.View(box.offset, kUuidHeadBytes, bytes); !status.ok()) return status;
-  if (!std::ranges::equal(bytes.subspan(kBoxHeaderBytes), kRecoveryUuid)) return Status::Ok();
-  if (Status status = reader.View(box.offset, box.size, bytes); !status.ok()) return status;
-  bytes = bytes.subspan(kUuidHeadBytes);
+  if (Status status = boxes.View(box.offset, box.size, bytes); !status.ok()) return status;
+  bytes = bytes.subspan(head_bytes);
   survey.block.emplace(bytes.begin(), bytes.end());
   return Status::Ok();
 }
 
-Status LookOver(WindowReader& reader, Survey& survey) {
-  TopLevelWalk walk(reader, reader.size());
-  for (FileBox box; walk.Next(box);) {
+Status LookOver(IByteSource& source, Survey& survey) {
+  FileBoxReader boxes(source, source.Size(), OpenBox::Damage);
+  for (FileBox box; boxes.Next(box);) {
     switch (box.type) {
       case FourCc("free"):
         if (!survey.placeholder && box.size == kPlaceholderBytes) survey.placeholder = box.offset;
         break;
       case FourCc("uuid"):
-        if (Status status = KeepBlock(reader, box, survey); !status.ok()) return status;
+        if (!boxes.IsUuid(kRecoveryUuid)) break;
+        if (Status status = KeepBlock(boxes, box, survey); !status.ok()) return status;
         break;
       case FourCc("mdat"):
       case FourCc("moov"):
@@ -120,8 +58,8 @@ Status LookOver(WindowReader& reader, Survey& survey) {
       default: survey.has_fragments = survey.has_fragments || IsFragmentHead(box);
     }
   }
-  survey.end = walk.position();
-  if (!walk.status().ok()) return walk.status();
+  survey.end = boxes.end_of_whole();
+  if (!boxes.status().ok()) return boxes.status();
   if (!survey.placeholder || !survey.block) {
     return Refuse("not an interrupted ORVENTA recording");
   }
@@ -167,14 +105,14 @@ void Take(const FragmentHead& fragment, uint64_t moof_offset, uint64_t end, Trac
 }
 
 // A hole, where a fragment is not whole or not of any track, ends nothing.
-Status CollectFragments(WindowReader& reader, const RecoveryBlock& block, uint64_t end,
+Status CollectFragments(IByteSource& source, const RecoveryBlock& block, uint64_t end,
                         Survivors& survivors) {
-  TopLevelWalk walk(reader, end);
+  FileBoxReader boxes(source, end, OpenBox::Damage);
   FragmentHead fragment;
-  for (FileBox box; walk.Next(box);) {
+  for (FileBox box; boxes.Next(box);) {
     if (!IsFragmentHead(box)) continue;
     std::span<const uint8_t> moof;
-    if (Status status = reader.View(box.offset, box.size, moof); !status.ok()) return status;
+    if (Status status = boxes.View(box.offset, box.size, moof); !status.ok()) return status;
     if (!ReadFragmentHead(moof, fragment) || fragment.samples.empty()) continue;
     TrackTable* table = survivors.TableOf(fragment.track_number, block.webcam.has_value());
     if (table == nullptr) continue;
@@ -183,7 +121,7 @@ Status CollectFragments(WindowReader& reader, const RecoveryBlock& block, uint64
     Take(fragment, box.offset, end, *table, is_webcam || table == &survivors.video);
     if (is_webcam && is_first && !table->empty()) survivors.webcam_start = fragment.decode_time;
   }
-  return walk.status();
+  return boxes.status();
 }
 
 SoundEntry EntryOf(const RecoveryBlock& block, size_t index, const TrackTable& video,
@@ -227,13 +165,12 @@ Status BuildIndex(const RecoveryBlock& block, Survivors& survivors, std::vector<
 }  // namespace
 
 Status PlanRepair(IByteSource& source, RepairPlan& plan) {
-  WindowReader reader(source);
   Survey survey;
-  if (Status status = LookOver(reader, survey); !status.ok()) return status;
+  if (Status status = LookOver(source, survey); !status.ok()) return status;
   RecoveryBlock block;
   if (Status status = ReadRecoveryBlock(*survey.block, block); !status.ok()) return status;
   Survivors survivors(block);
-  if (Status status = CollectFragments(reader, block, survey.end, survivors); !status.ok()) {
+  if (Status status = CollectFragments(source, block, survey.end, survivors); !status.ok()) {
     return status;
   }
   if (survivors.video.empty()) return Refuse("no whole video fragments survived");

@@ -3,23 +3,13 @@
 // thread.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <span>
 #include <vector>
 
 #include "base/status.h"
+#include "mp4/byte_source.h"
 
 namespace orventa {
-
-// The bytes of a file, wherever they lie.
-class IByteSource {
- public:
-  virtual ~IByteSource() = default;
-  virtual uint64_t Size() const = 0;
-  // Fills all of `into`, which lies within the size, or fails.
-  virtual Status ReadAt(uint64_t offset, std::span<uint8_t> into) = 0;
-};
 
 struct RepairPlan {
   uint64_t cut_point = 0;      // where the last whole box ends, and the index goes
