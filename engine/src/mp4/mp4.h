@@ -13,7 +13,8 @@
 //   track_table.h     the sample tables of a track while its file is made
 //   sample_entries.h  stsd entries; user_data.h: udta
 //   boxes.h, box_io.h boxes as structs, and how they get into and out of bytes
-//   box_reader.h      walks over boxes that come from outside
+//   box_reader.h      walks over boxes that come from outside; byte_source.h: a file or
+//                     what stands in for one
 //   configuration.h   avcC, hvcC, av1C; annexb.h: byte streams into samples
 //   buffered_file.h   large writes
 //   reader.h          Mp4Reader: what a file holds, a record for each sample
