@@ -152,7 +152,7 @@ def a_recording_killed_in_mid_file_is_finished_by_the_next_start(options):
         assert not os.path.exists(side)
         assert library(desktop) == ["recording=" + path], library(desktop)
         desktop.stop_service()
-        check(path, 8, KILLED_APART)
+        check(path, 7, KILLED_APART)
         check_against(path, clip)
 
 
@@ -166,7 +166,7 @@ def a_repair_needs_no_service(options):
         torn = os.path.join(desktop.folder, "torn.mp4")
         shutil.copy(path, torn)
         os.truncate(torn, os.path.getsize(torn) * 3 // 4)
-        for file, seconds in ((path, 8), (torn, 4)):
+        for file, seconds in ((path, 7), (torn, 4)):
             finished = "finished an interrupted recording: " + file
             assert ctl(desktop, "repair", file) == (0, finished, "")
             check(file, seconds, KILLED_APART)
