@@ -122,6 +122,7 @@ def a_recording_is_started_and_ended_and_its_file_told(options):
         code, _, error = ctl(desktop, "repair", path)
         assert code == 1 and "still being written" in error, (code, error)
         clip = desktop.save()
+        desktop.wait_stats("the clip told", lambda s: s["written_seq"] == "1")
         assert ctl(desktop, "record") == (0, "recording saved: " + path, "")
         stats = desktop.stats()
         assert stats["recording"] == "0", stats
