@@ -35,6 +35,7 @@ TEST(Pipe, IsForTheSystemAndThisUserOnly) {
   ChannelOptions options;
   options.name = name;
   options.handler = [](const ChannelRequest&) { return std::string("OK"); };
+  options.label_integrity = true;
   ASSERT_TRUE(OpenChannel(*clock, std::move(options), server));
 
   const std::wstring path = L"\\\\.\\pipe\\" + std::wstring(name.begin(), name.end());
@@ -42,9 +43,18 @@ TEST(Pipe, IsForTheSystemAndThisUserOnly) {
   ASSERT_NE(pipe, INVALID_HANDLE_VALUE);
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   constexpr SECURITY_INFORMATION kParts = DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION;
-  ASSERT_EQ(GetSecurityInfo(pipe, SE_KERNEL_OBJECT, kParts, nullptr, nullptr, nullptr, nullptr,
+  PACL label = nullptr;
+  ASSERT_EQ(GetSecurityInfo(pipe, SE_KERNEL_OBJECT, kParts, nullptr, nullptr, nullptr, &label,
                             &descriptor),
             DWORD{ERROR_SUCCESS});
+  // As the programs of this test run: with the rights of an administrator under Wine.
+  void* ace = nullptr;
+  ASSERT_TRUE(label != nullptr && GetAce(label, 0, &ace) != 0);
+  auto& mandatory = *static_cast<SYSTEM_MANDATORY_LABEL_ACE*>(ace);
+  EXPECT_EQ(mandatory.Mask,
+            DWORD{SYSTEM_MANDATORY_LABEL_NO_READ_UP | SYSTEM_MANDATORY_LABEL_NO_WRITE_UP |
+                  SYSTEM_MANDATORY_LABEL_NO_EXECUTE_UP});
+  EXPECT_EQ(*GetSidSubAuthority(&mandatory.SidStart, 0), DWORD{SECURITY_MANDATORY_HIGH_RID});
   char* sddl = nullptr;
   ASSERT_NE(ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1,
                                                                  kParts, &sddl, nullptr),
