@@ -7,11 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "base/base_win/media_foundation.h"
 #include "base/base_win/win32.h"
 #include "base/clock.h"
 #include "base/instance.h"
 #include "encoders/amf/amf.h"
 #include "encoders/amf/amf_api.h"
+#include "encoders/mf/mf.h"
 #include "encoders/nvenc/nvenc.h"
 #include "encoders/nvenc/nvenc_api.h"
 #include "games/targets/known_games.h"
@@ -49,7 +51,8 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) {
   WinGraphics graphics(*clock);
   NvencBackend nvenc(NvencApi::OfDriver, FindAdapterFacts);
   AmfBackend amf(AmfApi::OfDriver, FindAdapterFacts);
-  const BackendList backends = {&nvenc, &amf};
+  QsvBackend qsv(MediaFoundation::OfSystem, FindAdapterFacts);
+  const BackendList backends = {&nvenc, &amf, &qsv};
   const std::unique_ptr<ISoundSources> sound = MakeWinSound(*clock);
   const std::unique_ptr<IKnownGames> known_games = MakeKnownGames(*clock, folders);
   WinTargets targets(*clock, *known_games);

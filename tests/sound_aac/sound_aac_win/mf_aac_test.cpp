@@ -11,9 +11,9 @@
 
 #include <gtest/gtest.h>
 
-#include "base/base_win/com_object.h"
 #include "base/base_win/win32.h"
 #include "base/rescale.h"
+#include "tests/fakes_win/mf_stand_in.h"
 #include "tests/sound_aac/platform_aac.h"
 
 namespace orventa {
@@ -48,7 +48,7 @@ UINT32 Get(IMFMediaType& type, const GUID& key) {
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
 // Its first packet is priming and lies before the sound; a packet's byte is its number.
-class FakeTransform final : public ComObject<IMFTransform> {
+class FakeTransform final : public MfStandIn<ComObject<IMFTransform>> {
  public:
   HRESULT STDMETHODCALLTYPE SetOutputType(DWORD, IMFMediaType* type, DWORD) override {
     script.out = type;
@@ -116,53 +116,12 @@ class FakeTransform final : public ComObject<IMFTransform> {
     return S_OK;
   }
 
-  HRESULT STDMETHODCALLTYPE GetStreamLimits(DWORD*, DWORD*, DWORD*, DWORD*) override {
-    return No();
-  }
-  HRESULT STDMETHODCALLTYPE GetStreamCount(DWORD*, DWORD*) override { return No(); }
-  HRESULT STDMETHODCALLTYPE GetStreamIDs(DWORD, DWORD*, DWORD, DWORD*) override { return No(); }
-  HRESULT STDMETHODCALLTYPE GetInputStreamInfo(DWORD, MFT_INPUT_STREAM_INFO*) override {
-    return No();
-  }
-  HRESULT STDMETHODCALLTYPE GetAttributes(IMFAttributes**) override { return No(); }
-  HRESULT STDMETHODCALLTYPE GetInputStreamAttributes(DWORD, IMFAttributes**) override {
-    return No();
-  }
-  HRESULT STDMETHODCALLTYPE GetOutputStreamAttributes(DWORD, IMFAttributes**) override {
-    return No();
-  }
-  HRESULT STDMETHODCALLTYPE DeleteInputStream(DWORD) override { return No(); }
-  HRESULT STDMETHODCALLTYPE AddInputStreams(DWORD, DWORD*) override { return No(); }
-  HRESULT STDMETHODCALLTYPE GetInputAvailableType(DWORD, DWORD, IMFMediaType**) override {
-    return No();
-  }
-  HRESULT STDMETHODCALLTYPE GetOutputAvailableType(DWORD, DWORD, IMFMediaType**) override {
-    return No();
-  }
-  HRESULT STDMETHODCALLTYPE GetInputCurrentType(DWORD, IMFMediaType**) override { return No(); }
-  HRESULT STDMETHODCALLTYPE GetInputStatus(DWORD, DWORD*) override { return No(); }
-  HRESULT STDMETHODCALLTYPE GetOutputStatus(DWORD*) override { return No(); }
-  HRESULT STDMETHODCALLTYPE SetOutputBounds(LONGLONG, LONGLONG) override { return No(); }
-  HRESULT STDMETHODCALLTYPE ProcessEvent(DWORD, IMFMediaEvent*) override { return No(); }
-
  private:
-  static HRESULT No() { return E_NOTIMPL; }
-
   UINT32 rate_ = 0;
   UINT32 channels_ = 0;
   LONGLONG first_ = 0;
   uint64_t frames_ = 0;
   uint64_t given_ = 0;
-};
-
-class FakeFactory final : public ComObject<IClassFactory> {
- public:
-  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID id, void** out) override {
-    ComPtr<FakeTransform> transform;
-    Adopt(transform, new FakeTransform);
-    return transform.CopyTo(id, out);
-  }
-  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
 };
 
 #pragma GCC diagnostic pop
@@ -172,13 +131,9 @@ class FakeFactory final : public ComObject<IClassFactory> {
 Status test::MakeAacEncoder(const AacSettings& settings, std::unique_ptr<IAacEncoder>& out) {
   const MFT_REGISTER_TYPE_INFO in = {MFMediaType_Audio, MFAudioFormat_PCM};
   const MFT_REGISTER_TYPE_INFO aac = {MFMediaType_Audio, MFAudioFormat_AAC};
-  ComPtr<FakeFactory> factory;
-  Adopt(factory, new FakeFactory);
-  MFTRegisterLocal(factory.Get(), MFT_CATEGORY_AUDIO_ENCODER, L"test", MFT_ENUM_FLAG_SYNCMFT, 1,
-                   &in, 1, &aac);
-  Status status = MakeMfAacEncoder(settings, out);
-  MFTUnregisterLocal(factory.Get());
-  return status;
+  const MfRegistration<FakeTransform> registration(
+      MFT_CATEGORY_AUDIO_ENCODER, MFT_ENUM_FLAG_SYNCMFT, std::span(&in, 1), std::span(&aac, 1));
+  return MakeMfAacEncoder(settings, out);
 }
 
 namespace {

@@ -15,7 +15,10 @@ AdapterFacts ReadAdapterFacts(ID3D11Device& device) {
     return facts;
   }
   DXGI_ADAPTER_DESC description{};
-  if (SUCCEEDED(adapter->GetDesc(&description))) facts.vendor_id = description.VendorId;
+  if (SUCCEEDED(adapter->GetDesc(&description))) {
+    facts.vendor_id = description.VendorId;
+    facts.luid = description.AdapterLuid;
+  }
   // The only interface that drivers answer about; the version is the whole driver's.
   LARGE_INTEGER version{};
   if (SUCCEEDED(adapter->CheckInterfaceSupport(__uuidof(IDXGIDevice), &version))) {

@@ -2,9 +2,7 @@
 
 #include <windows.h>
 
-#include <mfapi.h>
 #include <mferror.h>
-#include <mftransform.h>
 #include <wrl/client.h>
 
 #include <algorithm>
@@ -12,8 +10,7 @@
 #include <string>
 #include <utility>
 
-#include "base/base_win/com_object.h"
-#include "base/base_win/win32.h"
+#include "base/base_win/media_foundation.h"
 #include "base/clock.h"
 #include "base/rescale.h"
 #include "sound/aac_queue.h"
@@ -23,98 +20,12 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-constexpr uint64_t kNsPerTick = 100;  // times of Media Foundation
 constexpr UINT32 kSampleBits = 16;
 constexpr UINT32 kSampleBytes = 2;
 constexpr UINT32 kRawPayload = 0;
 constexpr UINT32 kProfileLevel = 0x29;
 constexpr size_t kWaveHeaderBytes = 12;
 constexpr DWORD kDefaultOutputBytes = 4096;
-constexpr DWORD kGivesSamples =
-    MFT_OUTPUT_STREAM_PROVIDES_SAMPLES | MFT_OUTPUT_STREAM_CAN_PROVIDE_SAMPLES;
-
-// What is called of mfplat.dll. Once loaded, it stays: it has threads of its own.
-struct MfFunctions {
-  decltype(&MFStartup) startup = nullptr;
-  decltype(&MFShutdown) shutdown = nullptr;
-  decltype(&MFTEnumEx) enumerate = nullptr;
-  decltype(&MFCreateMediaType) create_media_type = nullptr;
-  decltype(&MFCreateMemoryBuffer) create_memory_buffer = nullptr;
-  decltype(&MFCreateSample) create_sample = nullptr;
-  bool complete = false;
-
-  MfFunctions() {
-    complete = Bind("MFStartup", startup) && Bind("MFShutdown", shutdown) &&
-               Bind("MFTEnumEx", enumerate) && Bind("MFCreateMediaType", create_media_type) &&
-               Bind("MFCreateMemoryBuffer", create_memory_buffer) &&
-               Bind("MFCreateSample", create_sample);
-  }
-
- private:
-  template <class Function>
-  static bool Bind(const char* name, Function& function) {
-    function = SystemFunction<Function>(L"mfplat.dll", name);
-    return function != nullptr;
-  }
-};
-
-const MfFunctions& Mf() {
-  static const MfFunctions functions;
-  return functions;
-}
-
-// Media Foundation and COM for as long as one lives, on whichever thread.
-class MfSession {
- public:
-  MfSession() = default;
-  ~MfSession() {
-    if (started_) Mf().shutdown();
-    if (apartment_ != nullptr) CoDecrementMTAUsage(apartment_);
-  }
-  MfSession(const MfSession&) = delete;
-  MfSession& operator=(const MfSession&) = delete;
-
-  Status Start() {
-    if (Mf().complete && SUCCEEDED(CoIncrementMTAUsage(&apartment_))) {
-      started_ = SUCCEEDED(Mf().startup(MF_VERSION, MFSTARTUP_LITE));
-    }
-    return started_ ? Status::Ok() : Status(StatusCode::BackendUnavailable, "MFStartup failed");
-  }
-
- private:
-  CO_MTA_USAGE_COOKIE apartment_ = nullptr;
-  bool started_ = false;
-};
-
-// What MFTEnumEx gave.
-struct Activations {
-  IMFActivate** list = nullptr;
-  UINT32 count = 0;
-
-  Activations() = default;
-  ~Activations() {
-    for (UINT32 i = 0; i < count; ++i) list[i]->Release();
-    CoTaskMemFree(list);
-  }
-  Activations(const Activations&) = delete;
-  Activations& operator=(const Activations&) = delete;
-};
-
-struct TypeRow {
-  const GUID& key;
-  UINT32 value;
-};
-
-Status MakeType(const GUID& subtype, std::span<const TypeRow> rows, ComPtr<IMFMediaType>& type) {
-  HRESULT result = Mf().create_media_type(&type);
-  if (SUCCEEDED(result)) result = type->SetGUID(MF_MT_MAJOR_TYPE, MFMediaType_Audio);
-  if (SUCCEEDED(result)) result = type->SetGUID(MF_MT_SUBTYPE, subtype);
-  for (const TypeRow& row : rows) {
-    if (SUCCEEDED(result)) result = type->SetUINT32(row.key, row.value);
-  }
-  if (SUCCEEDED(result)) return Status::Ok();
-  return {StatusCode::OutOfMemory, "MFCreateMediaType failed"};
-}
 
 class MfAacEncoder final : public IAacEncoder {
  public:
@@ -134,8 +45,6 @@ class MfAacEncoder final : public IAacEncoder {
   Status SetOutputType();
   Status SetInputType();
   Status ReadConfig();
-  Status ReadOutputInfo();
-  Status MakeSample(DWORD bytes, ComPtr<IMFSample>& sample, ComPtr<IMFMediaBuffer>& buffer) const;
   Status MakeInput(std::span<const int16_t> samples, uint64_t pts, ComPtr<IMFSample>& sample) const;
   // Takes every packet that is ready; a failure waits for Next.
   void Drain();
@@ -143,15 +52,13 @@ class MfAacEncoder final : public IAacEncoder {
   HRESULT Keep(IMFSample& sample);
 
   const AacSettings settings_;
-  MfSession session_;  // outlives everything below
+  const MediaFoundation& mf_ = MediaFoundation::OfSystem();
+  MfSession session_{mf_};  // outlives everything below
   ComPtr<IMFTransform> transform_;
   bool began_ = false;
   LONGLONG first_ticks_ = 0;  // where the first sound lies
   bool flushed_ = false;
-  bool gives_samples_ = false;
-  DWORD output_bytes_ = kDefaultOutputBytes;
-  ComPtr<IMFSample> output_;  // filled again and again, unless the transform gives its own
-  ComPtr<IMFMediaBuffer> output_buffer_;
+  MfOutput output_;
   std::vector<uint8_t> config_;
   AacQueue finished_;
 };
@@ -162,7 +69,7 @@ Status MfAacEncoder::Open() {
   if (status.ok()) status = SetOutputType();
   if (status.ok()) status = SetInputType();
   if (status.ok()) status = ReadConfig();
-  if (status.ok()) status = ReadOutputInfo();
+  if (status.ok()) status = output_.Prepare(mf_, *transform_.Get(), 0, kDefaultOutputBytes);
   if (!status.ok()) return status;
   if (FAILED(transform_->ProcessMessage(MFT_MESSAGE_NOTIFY_BEGIN_STREAMING, 0)) ||
       FAILED(transform_->ProcessMessage(MFT_MESSAGE_NOTIFY_START_OF_STREAM, 0))) {
@@ -176,9 +83,9 @@ Status MfAacEncoder::Activate() {
   const MFT_REGISTER_TYPE_INFO output = {MFMediaType_Audio, MFAudioFormat_AAC};
   constexpr UINT32 kKinds =
       MFT_ENUM_FLAG_SYNCMFT | MFT_ENUM_FLAG_LOCALMFT | MFT_ENUM_FLAG_SORTANDFILTER;
-  Activations found;
-  const HRESULT result = Mf().enumerate(MFT_CATEGORY_AUDIO_ENCODER, kKinds, &input, &output,
-                                        &found.list, &found.count);
+  MfActivations found;
+  const HRESULT result =
+      mf_.enumerate(MFT_CATEGORY_AUDIO_ENCODER, kKinds, &input, &output, &found.list, &found.count);
   if (FAILED(result) || found.count == 0) {
     return {StatusCode::BackendUnavailable, "no AAC encoder MFT available"};
   }
@@ -189,7 +96,7 @@ Status MfAacEncoder::Activate() {
 }
 
 Status MfAacEncoder::SetOutputType() {
-  const TypeRow rows[] = {
+  const MfNumber rows[] = {
       {MF_MT_AUDIO_BITS_PER_SAMPLE, kSampleBits},
       {MF_MT_AUDIO_SAMPLES_PER_SECOND, settings_.sample_rate},
       {MF_MT_AUDIO_NUM_CHANNELS, settings_.channels},
@@ -198,14 +105,15 @@ Status MfAacEncoder::SetOutputType() {
       {MF_MT_AAC_AUDIO_PROFILE_LEVEL_INDICATION, kProfileLevel},
   };
   ComPtr<IMFMediaType> type;
-  if (Status status = MakeType(MFAudioFormat_AAC, rows, type); !status.ok()) return status;
+  Status status = MakeMfType(mf_, MFMediaType_Audio, MFAudioFormat_AAC, rows, type);
+  if (!status.ok()) return status;
   if (SUCCEEDED(transform_->SetOutputType(0, type.Get(), 0))) return Status::Ok();
   return {StatusCode::Unsupported, "AAC encoder rejected the output type"};
 }
 
 Status MfAacEncoder::SetInputType() {
   const UINT32 frame_bytes = settings_.channels * kSampleBytes;
-  const TypeRow rows[] = {
+  const MfNumber rows[] = {
       {MF_MT_AUDIO_BITS_PER_SAMPLE, kSampleBits},
       {MF_MT_AUDIO_SAMPLES_PER_SECOND, settings_.sample_rate},
       {MF_MT_AUDIO_NUM_CHANNELS, settings_.channels},
@@ -213,7 +121,8 @@ Status MfAacEncoder::SetInputType() {
       {MF_MT_AUDIO_AVG_BYTES_PER_SECOND, settings_.sample_rate * frame_bytes},
   };
   ComPtr<IMFMediaType> type;
-  if (Status status = MakeType(MFAudioFormat_PCM, rows, type); !status.ok()) return status;
+  Status status = MakeMfType(mf_, MFMediaType_Audio, MFAudioFormat_PCM, rows, type);
+  if (!status.ok()) return status;
   if (SUCCEEDED(transform_->SetInputType(0, type.Get(), 0))) return Status::Ok();
   return {StatusCode::Unsupported, "AAC encoder rejected the input type"};
 }
@@ -236,33 +145,12 @@ Status MfAacEncoder::ReadConfig() {
   return Status::Ok();
 }
 
-Status MfAacEncoder::ReadOutputInfo() {
-  MFT_OUTPUT_STREAM_INFO info{};
-  if (SUCCEEDED(transform_->GetOutputStreamInfo(0, &info))) {
-    gives_samples_ = (info.dwFlags & kGivesSamples) != 0;
-    if (info.cbSize != 0) output_bytes_ = info.cbSize;
-  }
-  if (gives_samples_) return Status::Ok();
-  return MakeSample(output_bytes_, output_, output_buffer_);
-}
-
-Status MfAacEncoder::MakeSample(DWORD bytes, ComPtr<IMFSample>& sample,
-                                ComPtr<IMFMediaBuffer>& buffer) const {
-  if (FAILED(Mf().create_memory_buffer(bytes, &buffer))) {
-    return {StatusCode::OutOfMemory, "MFCreateMemoryBuffer failed"};
-  }
-  if (FAILED(Mf().create_sample(&sample)) || FAILED(sample->AddBuffer(buffer.Get()))) {
-    return {StatusCode::OutOfMemory, "MFCreateSample failed"};
-  }
-  return Status::Ok();
-}
-
 Status MfAacEncoder::MakeInput(std::span<const int16_t> samples, uint64_t pts,
                                ComPtr<IMFSample>& sample) const {
   const uint64_t frames = samples.size() / settings_.channels;
   const auto bytes = static_cast<DWORD>(frames * settings_.channels * kSampleBytes);
   ComPtr<IMFMediaBuffer> buffer;
-  if (Status status = MakeSample(bytes, sample, buffer); !status.ok()) return status;
+  if (Status status = MakeMfSample(mf_, bytes, sample, buffer); !status.ok()) return status;
   BYTE* data = nullptr;
   if (FAILED(buffer->Lock(&data, nullptr, nullptr))) {
     return {StatusCode::DriverError, "buffer lock failed"};
@@ -271,8 +159,8 @@ Status MfAacEncoder::MakeInput(std::span<const int16_t> samples, uint64_t pts,
   buffer->Unlock();
   buffer->SetCurrentLength(bytes);
   const uint64_t length_ns = Rescale(frames, settings_.sample_rate, kNsPerSecond);
-  sample->SetSampleTime(static_cast<LONGLONG>(pts / kNsPerTick));
-  sample->SetSampleDuration(static_cast<LONGLONG>(length_ns / kNsPerTick));
+  sample->SetSampleTime(static_cast<LONGLONG>(pts / kNsPerMfTick));
+  sample->SetSampleDuration(static_cast<LONGLONG>(length_ns / kNsPerMfTick));
   return Status::Ok();
 }
 
@@ -284,7 +172,7 @@ Status MfAacEncoder::Encode(std::span<const int16_t> samples, uint64_t pts) {
   }
   ComPtr<IMFSample> sample;
   if (Status status = MakeInput(samples, pts, sample); !status.ok()) return status;
-  if (!began_) first_ticks_ = static_cast<LONGLONG>(pts / kNsPerTick);
+  if (!began_) first_ticks_ = static_cast<LONGLONG>(pts / kNsPerMfTick);
   began_ = true;
   HRESULT result = transform_->ProcessInput(0, sample.Get(), 0);
   if (result == MF_E_NOTACCEPTING) {
@@ -321,18 +209,9 @@ void MfAacEncoder::Drain() {
 }
 
 HRESULT MfAacEncoder::TakeOutput() {
-  if (output_buffer_) output_buffer_->SetCurrentLength(0);
-  MFT_OUTPUT_DATA_BUFFER data{};
-  data.pSample = output_.Get();
-  DWORD flags = 0;
-  const HRESULT result = transform_->ProcessOutput(0, 1, &data, &flags);
-  ComPtr<IMFCollection> events;
-  Adopt(events, data.pEvents);
-  ComPtr<IMFSample> given;
-  if (gives_samples_) Adopt(given, data.pSample);
-  if (FAILED(result)) return result;
-  // Success without a sample would go on forever.
-  return data.pSample == nullptr ? E_UNEXPECTED : Keep(*data.pSample);
+  ComPtr<IMFSample> sample;
+  const HRESULT result = output_.Take(*transform_.Get(), sample);
+  return FAILED(result) ? result : Keep(*sample.Get());
 }
 
 HRESULT MfAacEncoder::Keep(IMFSample& sample) {
@@ -340,18 +219,14 @@ HRESULT MfAacEncoder::Keep(IMFSample& sample) {
   if (const HRESULT result = sample.GetSampleTime(&ticks); FAILED(result)) return result;
   // Priming lies before the first sound; what lies about there is the sound itself.
   const auto half_packet = static_cast<LONGLONG>(
-      Rescale(kAacFrames / 2, settings_.sample_rate, kNsPerSecond) / kNsPerTick);
+      Rescale(kAacFrames / 2, settings_.sample_rate, kNsPerSecond) / kNsPerMfTick);
   if (ticks + half_packet < first_ticks_) return S_OK;
-  ComPtr<IMFMediaBuffer> buffer;
-  if (const HRESULT result = sample.ConvertToContiguousBuffer(&buffer); FAILED(result)) {
-    return result;
+  MfBytes bytes;
+  if (const HRESULT result = bytes.Lock(sample); FAILED(result)) return result;
+  if (!bytes.bytes().empty()) {
+    finished_.Add(bytes.bytes(),
+                  static_cast<uint64_t>(std::max(ticks, LONGLONG{0})) * kNsPerMfTick);
   }
-  BYTE* bytes = nullptr;
-  DWORD size = 0;
-  if (const HRESULT result = buffer->Lock(&bytes, nullptr, &size); FAILED(result)) return result;
-  if (size > 0)
-    finished_.Add({bytes, size}, static_cast<uint64_t>(std::max(ticks, LONGLONG{0})) * kNsPerTick);
-  buffer->Unlock();
   return S_OK;
 }
 
