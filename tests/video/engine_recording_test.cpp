@@ -186,6 +186,51 @@ TEST(EngineRecording, RunsWhileTheReplayIsStopped) {
   ExpectWhole(*rig.drive.files[0], 300, "paused");
 }
 
+// Whatever goes before or between, a recording's files are whole and the replay is there.
+TEST(EngineRecording, EveryOrderOfReplayAndRecordingEndsWhole) {
+  constexpr int kSteps = 4;
+  constexpr int kOrders = 81;  // 3 things to do, 4 times
+  for (int order = 0; order < kOrders; ++order) {
+    RecordingRig rig;
+    rig.StartOnWindow(500 * kMs);
+    bool paused = false;
+    size_t recordings = 0;
+    std::string what;
+    for (int step = 0, left = order; step < kSteps; ++step, left /= 3) {
+      switch (left % 3) {
+        case 0:
+          what += "record ";
+          if (rig.engine->IsRecording()) {
+            EXPECT_TRUE(rig.StopRecording().ok()) << what;
+          } else {
+            rig.StartRecording();
+            ++recordings;
+          }
+          break;
+        case 1:
+          what += "pause ";
+          rig.engine->SetPaused(paused = !paused);
+          break;
+        case 2:
+          what += "size ";
+          rig.screen.width += 64;
+          break;
+      }
+      rig.Run(2 * kSec);
+    }
+    if (rig.engine->IsRecording()) {
+      EXPECT_TRUE(rig.StopRecording().ok()) << what;
+    }
+    rig.engine->SetPaused(false);
+    rig.Run(3 * kSec);
+    EXPECT_TRUE(rig.Look().capturing) << what;
+    EXPECT_GT(rig.Look().buffered_seconds, 1) << what;
+    EXPECT_GE(rig.drive.files.size(), recordings) << what;
+    for (const auto& file : rig.drive.files)
+      ExpectWhole(*file, file->pictures.size(), what, 22 * kMs);
+  }
+}
+
 TEST(EngineRecording, HasItsOwnPictureWhereAsked) {
   RecordingRig rig;
   rig.config.recording_use_video_settings = false;
