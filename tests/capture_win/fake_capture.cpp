@@ -200,10 +200,11 @@ class FakePool final : public FakeObject<winrt::IDirect3D11CaptureFramePool, win
     const Lock lock(system_.mutex);
     if (const HRESULT answer = system_.Answer("Recreate"); FAILED(answer)) return answer;
     ++state().recreated;
+    DropWaiting();
+    if (system_.late_frame) Compose(size, 0, 0);
     state().format = format;
     state().buffers = buffers;
     state().size = size;
-    DropWaiting();
     MakeBuffers();
     return S_OK;
   }
@@ -216,7 +217,6 @@ class FakePool final : public FakeObject<winrt::IDirect3D11CaptureFramePool, win
     *out = waiting_.front();
     waiting_.pop_front();
     ++state().held;
-    --state().waiting;
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE add_FrameArrived(IUnknown*, EventRegistrationToken*) override {
@@ -245,7 +245,6 @@ class FakePool final : public FakeObject<winrt::IDirect3D11CaptureFramePool, win
       if (!(*buffers_)[i].free) continue;
       Draw((*buffers_)[i].texture.Get(), shade);
       waiting_.push_back(new FakeFrame(system_, index_, buffers_, i, content, ticks));
-      ++state().waiting;
       return;
     }
     ++state().dropped;
@@ -289,7 +288,6 @@ class FakePool final : public FakeObject<winrt::IDirect3D11CaptureFramePool, win
       frame->Release();
     }
     waiting_.clear();
-    state().waiting = 0;
   }
 
   const size_t index_;
@@ -379,37 +377,29 @@ class FakeInterop final : public FakeObject<winrt::IGraphicsCaptureItemInterop> 
 
 #pragma GCC diagnostic pop
 
-template <class Interface, class Object>
-HRESULT Give(FakeCaptureSystem& system, const char* call, Object* (*make)(FakeCaptureSystem&),
-             Interface** out) {
+template <class Object, class Interface>
+HRESULT Give(FakeCaptureSystem& system, const char* call, Interface** out) {
   const HRESULT answer = system.Answer(call);
-  *out = SUCCEEDED(answer) ? make(system) : nullptr;
+  *out = SUCCEEDED(answer) ? new Object(system) : nullptr;
   return answer;
-}
-
-FakeStatics* MakeStatics(FakeCaptureSystem& system) {
-  return new FakeStatics(system);
-}
-FakeInterop* MakeInterop(FakeCaptureSystem& system) {
-  return new FakeInterop(system);
 }
 
 }  // namespace
 
 HRESULT FakeCaptureSystem::SessionStatics(winrt::IGraphicsCaptureSessionStatics** out) {
-  return Give(*this, "SessionStatics", MakeStatics, out);
+  return Give<FakeStatics>(*this, "SessionStatics", out);
 }
 HRESULT FakeCaptureSystem::ItemInterop(winrt::IGraphicsCaptureItemInterop** out) {
-  return Give(*this, "ItemInterop", MakeInterop, out);
+  return Give<FakeInterop>(*this, "ItemInterop", out);
 }
 HRESULT FakeCaptureSystem::PoolStatics(winrt::IDirect3D11CaptureFramePoolStatics2** out) {
-  return Give(*this, "PoolStatics", MakeStatics, out);
+  return Give<FakeStatics>(*this, "PoolStatics", out);
 }
 HRESULT FakeCaptureSystem::WrapDevice(IDXGIDevice* dxgi, IInspectable** out) {
   if (FAILED(dxgi->QueryInterface(IID_PPV_ARGS(&device)))) return E_INVALIDARG;
   device->GetImmediateContext(&context);
   winrt::IDirect3DDevice* wrapped = nullptr;
-  const HRESULT answer = Give(*this, "WrapDevice", MakeStatics, &wrapped);
+  const HRESULT answer = Give<FakeStatics>(*this, "WrapDevice", &wrapped);
   *out = wrapped;
   return answer;
 }

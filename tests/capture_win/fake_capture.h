@@ -30,8 +30,7 @@ struct FakePoolState {
   int border = -1;
   int64_t interval = -1;  // 100 ns
   int held = 0;           // frames that somebody has not closed yet
-  int waiting = 0;
-  int dropped = 0;  // composed while no buffer was free
+  int dropped = 0;        // composed while no buffer was free
 };
 
 class FakeCaptureSystem final : public ICaptureSystem {
@@ -56,6 +55,7 @@ class FakeCaptureSystem final : public ICaptureSystem {
   std::string failing;  // "CreateForWindow", "IGraphicsCaptureSession5", ...: what is refused
   HRESULT failure = E_FAIL;
   winrt::SizeInt32 item_size{64, 48};
+  bool late_frame = false;  // one of the old size comes after Recreate
 
   // Seen.
   int entered = 0;

@@ -3,12 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cstring>
 #include <thread>
 
 #include "media/media_win/d3d11_device.h"
 #include "tests/capture_win/fake_capture.h"
+#include "tests/capture_win/game_window.h"
 #include "video/video_win/client_crop.h"
 #include "video/video_win/win_graphics.h"
 
@@ -33,37 +33,10 @@ struct FakeLight final : IDisplayLight {
   HMONITOR asked = nullptr;
 };
 
-class Window {
- public:
-  explicit Window(DWORD style)
-      : handle_(CreateWindowExW(0, L"STATIC", L"game", style | WS_VISIBLE, 40, 30, 200, 150,
-                                nullptr, nullptr, nullptr, nullptr)) {}
-  ~Window() { DestroyWindow(handle_); }
-  HWND handle() const { return handle_; }
-  CaptureTarget Target() const {
-    return {.kind = CaptureTarget::Kind::Window, .window = reinterpret_cast<uintptr_t>(handle_)};
-  }
-  SizeInt32 Size() const {
-    RECT rect{};
-    GetWindowRect(handle_, &rect);
-    return {rect.right - rect.left, rect.bottom - rect.top};
-  }
-  SizeInt32 ClientSize() const {
-    RECT rect{};
-    GetClientRect(handle_, &rect);
-    return {rect.right, rect.bottom};
-  }
-  POINT ClientOffset() const {
-    RECT rect{};
-    POINT origin{};
-    GetWindowRect(handle_, &rect);
-    ClientToScreen(handle_, &origin);
-    return {origin.x - rect.left, origin.y - rect.top};
-  }
-
- private:
-  HWND handle_;
-};
+CaptureTarget Target(const GameWindow& window) {
+  return {.kind = CaptureTarget::Kind::Window,
+          .window = reinterpret_cast<uintptr_t>(window.handle())};
+}
 
 class WgcCaptureTest : public testing::Test {
  protected:
@@ -173,7 +146,7 @@ TEST_F(WgcCaptureTest, SaysWhatTheSystemRefused) {
     EXPECT_EQ(system.alive, 0) << row.failing;
   }
   system.failing = "CreateForWindow";
-  EXPECT_EQ(Create(Window(WS_POPUP).Target()), no_item);
+  EXPECT_EQ(Create(Target(GameWindow(WS_POPUP))), no_item);
   system.failing.clear();
   EXPECT_EQ(Create({.kind = CaptureTarget::Kind::Window}),
             Status(InvalidArgument, "null window handle"));
@@ -294,6 +267,13 @@ TEST_F(WgcCaptureTest, FollowsTheSizeOfItsTarget) {
   EXPECT_EQ(system.pools[0].recreated, 2);
   ASSERT_TRUE(TakeNew({100, 80}));
   EXPECT_FALSE(frame.size_changed);
+
+  system.late_frame = true;
+  ASSERT_TRUE(TakeNew({64, 48}));
+  ASSERT_TRUE(Take());
+  EXPECT_TRUE(frame.fresh && frame.size_changed) << "of the size of now, on the old texture";
+  ASSERT_TRUE(TakeNew({64, 48}));
+  EXPECT_FALSE(frame.size_changed);
 }
 
 TEST(ClientCrop, IsWhatTheWindowDrawsItself) {
@@ -321,10 +301,10 @@ TEST(ClientCrop, IsWhatTheWindowDrawsItself) {
 }
 
 TEST_F(WgcCaptureTest, GivesOnlyTheInsideOfAWindow) {
-  const Window window(WS_OVERLAPPEDWINDOW);
+  const GameWindow window(WS_OVERLAPPEDWINDOW);
   ASSERT_NE(window.ClientSize(), window.Size());
   system.item_size = window.Size();
-  ASSERT_NO_FATAL_FAILURE(Begin(window.Target()));
+  ASSERT_NO_FATAL_FAILURE(Begin(Target(window)));
   EXPECT_EQ(system.window, window.handle());
   ASSERT_TRUE(TakeNew(window.Size()));
   EXPECT_FALSE(frame.size_changed);
@@ -360,9 +340,9 @@ class HdrTest : public WgcCaptureTest {
 };
 
 TEST_F(HdrTest, TakesEightBitsAndWatchesWhileTheGameDrawsInSdr) {
-  const Window window(WS_OVERLAPPEDWINDOW);
+  const GameWindow window(WS_OVERLAPPEDWINDOW);
   const SizeInt32 size = system.item_size = window.Size();
-  ASSERT_NO_FATAL_FAILURE(Begin(window.Target()));
+  ASSERT_NO_FATAL_FAILURE(Begin(Target(window)));
   EXPECT_EQ(system.pools[0].format, kHalf);
   EXPECT_EQ(capture->Display().sdr_white, 2.5F);
   ASSERT_TRUE(TakeNew(size));
@@ -446,9 +426,11 @@ TEST_F(WgcCaptureTest, NoticesThatItsTargetIsGone) {
   capture.reset();
   // The system may be in the middle of telling it.
   EXPECT_EQ(handler->Invoke(nullptr, nullptr), S_OK);
+  handler->AddRef();
+  EXPECT_EQ(handler->Release(), 1U) << "only this test has it now";
 
-  std::optional<Window> window(WS_POPUP);
-  ASSERT_NO_FATAL_FAILURE(Begin(window->Target()));
+  std::optional<GameWindow> window(WS_POPUP);
+  ASSERT_NO_FATAL_FAILURE(Begin(Target(*window)));
   EXPECT_FALSE(capture->TargetGone());
   window.reset();
   EXPECT_TRUE(capture->TargetGone());

@@ -16,6 +16,7 @@
 #include "encoders/nvenc/nvenc_api.h"
 #include "media/media_win/d3d11_device.h"
 #include "tests/capture_win/fake_capture.h"
+#include "tests/capture_win/game_window.h"
 #include "tests/encoders/fakes_win/fake_driver.h"
 #include "tests/encoders/nvenc/fake_nvenc.h"
 #include "tests/fakes/fake_clock.h"
@@ -31,7 +32,7 @@ namespace {
 constexpr uint32_t kFps = 30;
 constexpr uint64_t kSec = kNsPerSecond;
 constexpr uint64_t kFrame = kSec / kFps;
-constexpr char kTitle[] = "a game of the engine's test";
+constexpr wchar_t kTitle[] = L"a game of the engine's test";
 
 const std::wstring& NvencLibrary() {
   static const std::wstring path = FakeLibraryPath(L"nvEncodeAPI64.dll");
@@ -50,39 +51,6 @@ class NoKnownGames final : public IKnownGames {
   bool IsKnownGame(const std::string&) override { return false; }
 };
 
-class GameWindow {
- public:
-  GameWindow(int width, int height)
-      : handle_(CreateWindowExW(0, L"STATIC", Wide(kTitle).c_str(), kStyle | WS_VISIBLE, 20, 20, 64,
-                                64, nullptr, nullptr, nullptr, nullptr)) {
-    Resize(width, height);
-  }
-  ~GameWindow() { DestroyWindow(handle_); }
-
-  void Resize(int width, int height) {
-    RECT outer = {0, 0, width, height};
-    AdjustWindowRect(&outer, kStyle, FALSE);
-    SetWindowPos(handle_, nullptr, 0, 0, outer.right - outer.left, outer.bottom - outer.top,
-                 SWP_NOMOVE | SWP_NOZORDER);
-  }
-  winrt::SizeInt32 Size() const {
-    RECT rect{};
-    GetWindowRect(handle_, &rect);
-    return {rect.right - rect.left, rect.bottom - rect.top};
-  }
-  POINT ClientOffset() const {
-    RECT rect{};
-    POINT origin{};
-    GetWindowRect(handle_, &rect);
-    ClientToScreen(handle_, &origin);
-    return {origin.x - rect.left, origin.y - rect.top};
-  }
-
- private:
-  static constexpr DWORD kStyle = WS_OVERLAPPEDWINDOW;
-  HWND handle_;
-};
-
 class EngineWinTest : public testing::Test {
  protected:
   EngineWinTest() {
@@ -94,7 +62,7 @@ class EngineWinTest : public testing::Test {
     config.storage.replay.directory = config.storage.recording.directory = folder;
     CaptureTargetEntry& entry = list.entries.emplace_back();
     entry.kind = TargetKind::Exact;
-    entry.text = kTitle;
+    entry.text = Narrow(kTitle);
     fake_nvenc = {};
     Show(320, 180);
     engine = MakeEngine({clock, graphics, finder, targets, {&nvenc}}, folders, config, list);
@@ -121,11 +89,11 @@ class EngineWinTest : public testing::Test {
     return parts;
   }
   void Show(int width, int height) {
-    if (window) {
-      window->Resize(width, height);
-    } else {
-      window.emplace(width, height);
-    }
+    RECT outer = {0, 0, width, height};
+    AdjustWindowRect(&outer, WS_OVERLAPPEDWINDOW, FALSE);
+    if (!window) window.emplace(DWORD{WS_OVERLAPPEDWINDOW}, kTitle);
+    SetWindowPos(window->handle(), nullptr, 0, 0, outer.right - outer.left,
+                 outer.bottom - outer.top, SWP_NOMOVE | SWP_NOZORDER);
     system.item_size = screen_size = window->Size();
   }
   void Start() {
@@ -180,7 +148,7 @@ TEST_F(EngineWinTest, PicturesOfAWindowReachClipAndRecording) {
   EXPECT_EQ(now.last_error, "");
   ASSERT_TRUE(now.capturing);
   EXPECT_EQ(now.encoder_backend, "NVENC");
-  EXPECT_EQ(now.target_description, kTitle);
+  EXPECT_EQ(now.target_description, Narrow(kTitle));
   EXPECT_EQ(now.source_width, 320U);
   EXPECT_EQ(now.source_height, 180U);
   EXPECT_EQ(now.restarts + now.history_resets + now.slots_missed, 0U);
