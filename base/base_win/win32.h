@@ -54,6 +54,13 @@ inline uint64_t Joined(const FILETIME& time) {
   return (uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
 }
 
+// A function that a library exports; null when it does not.
+template <class Function>
+Function LibraryFunction(HMODULE library, const char* name) {
+  return reinterpret_cast<Function>(
+      reinterpret_cast<void*>(GetProcAddress(library, name)));  // void*: no type to hold against
+}
+
 // A function of one of the system's own libraries; null where this Windows has none.
 // The library stays loaded.
 void* SystemProcedure(const wchar_t* library, const char* name);

@@ -74,15 +74,32 @@ void ChoosePreset(std::string_view encoder, const std::vector<EncoderPreset>& pr
   settings.preset = fallback;
 }
 
-EncoderSettings TrialSettings(Codec codec, EncoderInput input) {
-  EncoderSettings settings;
-  settings.codec = codec;
-  settings.input_format = input;
-  settings.width = 640;
-  settings.height = 360;
-  settings.bitrate_kbps = 2000;
-  settings.max_bitrate_kbps = 3000;
-  return settings;
+std::vector<CodecCaps> TryCodecs(
+    std::string_view encoder,
+    const std::function<bool(const EncoderSettings& settings, CodecCaps& size)>& opens) {
+  const auto try_one = [&](Codec codec, EncoderInput input, CodecCaps& row) {
+    EncoderSettings settings;
+    settings.codec = codec;
+    settings.input_format = input;
+    settings.width = 640;
+    settings.height = 360;
+    settings.bitrate_kbps = 2000;
+    settings.max_bitrate_kbps = 3000;
+    return PlainCardSettings(encoder, settings, settings).ok() && opens(settings, row);
+  };
+  std::vector<CodecCaps> rows;
+  for (const Codec codec : {Codec::H264, Codec::Hevc, Codec::Av1}) {
+    CodecCaps row;
+    row.codec = codec;
+    if (!try_one(codec, EncoderInput::Nv12, row)) continue;
+    const uint32_t usual = codec == Codec::H264 ? 4096 : 8192;
+    if (row.max_width == 0) row.max_width = usual;
+    if (row.max_height == 0) row.max_height = usual;
+    CodecCaps unused;
+    row.ten_bit = try_one(codec, EncoderInput::P010, unused);
+    rows.push_back(row);
+  }
+  return rows;
 }
 
 uint32_t KeyframeDistance(const EncoderSettings& settings) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string_view>
 #include <vector>
 
@@ -26,8 +27,12 @@ size_t SpeedPresetIndex(std::string_view name);
 void ChoosePreset(std::string_view encoder, const std::vector<EncoderPreset>& presets,
                   const char* fallback, EncoderSettings& settings);
 
-// Settings that any encoder of the codec takes, for a look at whether it opens.
-EncoderSettings TrialSettings(Codec codec, EncoderInput input);
+// The codecs whose encoder really opens, with 8 and with 10 bits: what a driver lists is
+// not always what the chip does. `opens` may fill in the largest size that the encoder
+// tells; zeros become the usual limits of the hardware in use.
+std::vector<CodecCaps> TryCodecs(
+    std::string_view encoder,
+    const std::function<bool(const EncoderSettings& settings, CodecCaps& size)>& opens);
 
 // Pictures from one keyframe to the next, at least 1.
 uint32_t KeyframeDistance(const EncoderSettings& settings);

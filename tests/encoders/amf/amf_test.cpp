@@ -59,15 +59,7 @@ class Amf : public testing::Test {
     return encoder->Submit(
         {std::make_shared<D3d11Picture>(format, kWidth, kHeight, &texture), pts, force});
   }
-  // The packet's time, or -1 for none yet, -2 for the end, -3 for a failure.
-  int64_t Collect() {
-    switch (encoder->Collect(packet, status)) {
-      case CollectResult::Packet: return packet.pts;
-      case CollectResult::Finished: return -2;
-      case CollectResult::NothingYet: break;
-    }
-    return status.ok() ? -1 : -3;
-  }
+  int64_t Collect() { return CollectPts(*encoder, packet, status); }
   static int64_t Number(const wchar_t* name) {
     const AMFVariantStruct value = Fake().property(name);
     return value.type == AMFVariantStruct::Int64 ? value.number : -1;

@@ -12,6 +12,16 @@
 
 namespace orventa {
 
+// The packet's time, or -1 for none yet, -2 for the end, -3 for a failure.
+inline int64_t CollectPts(IVideoEncoder& encoder, EncodedPacket& packet, Status& status) {
+  switch (encoder.Collect(packet, status)) {
+    case CollectResult::Packet: return packet.pts;
+    case CollectResult::Finished: return -2;
+    case CollectResult::NothingYet: break;
+  }
+  return status.ok() ? -1 : -3;
+}
+
 class FakeDevice final : public GraphicsDevice {
  public:
   explicit FakeDevice(std::string name = "Fake 9000", uint64_t key = 1)

@@ -8,6 +8,8 @@
 
 #include <string>
 
+#include "base/base_win/win32.h"
+
 namespace orventa {
 
 // COM's interfaces have no virtual destructor, and nobody deletes through one.
@@ -54,8 +56,7 @@ inline std::wstring FakeLibraryPath(const wchar_t* name) {
 // What a fake library shares with the test, by the export that gives it.
 template <typename Function>
 auto& SharedWithFake(const std::wstring& library, const char* name) {
-  const auto get = reinterpret_cast<Function>(
-      reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(library.c_str()), name)));
+  const auto get = LibraryFunction<Function>(LoadLibraryW(library.c_str()), name);
   return *get();
 }
 

@@ -13,6 +13,7 @@
 #include "encoders/mf/mf_names.h"
 #include "media/media_win/d3d11_device.h"
 #include "media/media_win/d3d11_picture.h"
+#include "tests/encoders/fakes/fake_encoders.h"
 #include "tests/encoders/mf/fake_mf.h"
 
 namespace orventa {
@@ -70,18 +71,14 @@ class MfEncoderTest : public testing::Test {
     pictures.push_back(picture);
     return encoder->Submit({picture, pts, force});
   }
-  // The packet's time, or -2 for the end, -3 for a failure; -1 when nothing comes.
+  // Events come on their own time; -1 when nothing does.
   int64_t Collect() {
-    for (int tries = 0; tries < 2000; ++tries) {
-      switch (encoder->Collect(packet, status)) {
-        case CollectResult::Packet: return packet.pts;
-        case CollectResult::Finished: return -2;
-        case CollectResult::NothingYet: break;
-      }
-      if (!status.ok()) return -3;
-      PauseMs(1);
+    int64_t pts = -1;
+    for (int tries = 0; pts == -1 && tries < 2000; ++tries) {
+      pts = CollectPts(*encoder, packet, status);
+      if (pts == -1) PauseMs(1);
     }
-    return -1;
+    return pts;
   }
   size_t PicturesHeld() const {
     return static_cast<size_t>(

@@ -58,15 +58,7 @@ class Nvenc : public testing::Test {
     return encoder->Submit(
         {std::make_shared<D3d11Picture>(format, kWidth, kHeight, &shown), pts, force});
   }
-  // The packet's time, or -1 for none yet, -2 for the end, -3 for a failure.
-  int64_t Collect() {
-    switch (encoder->Collect(packet, status)) {
-      case CollectResult::Packet: return packet.pts;
-      case CollectResult::Finished: return -2;
-      case CollectResult::NothingYet: break;
-    }
-    return status.ok() ? -1 : -3;
-  }
+  int64_t Collect() { return CollectPts(*encoder, packet, status); }
 
   FakeDevice device;
   EncoderSettings settings;

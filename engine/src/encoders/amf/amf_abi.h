@@ -70,6 +70,31 @@ struct AMFVariantStruct {
     Pair pair;
     AMFInterface* object;
   };
+
+  static AMFVariantStruct OfBool(bool flag) {
+    AMFVariantStruct value;
+    value.type = Bool;
+    value.flag = flag;
+    return value;
+  }
+  static AMFVariantStruct OfInt(int64_t number) {
+    AMFVariantStruct value;
+    value.type = Int64;
+    value.number = number;
+    return value;
+  }
+  static AMFVariantStruct OfPair(Type type, uint32_t first, uint32_t second) {
+    AMFVariantStruct value;
+    value.type = type;
+    value.pair = {first, second};
+    return value;
+  }
+  static AMFVariantStruct OfObject(AMFInterface* object) {
+    AMFVariantStruct value;
+    value.type = Interface;
+    value.object = object;
+    return value;
+  }
 };
 static_assert(sizeof(AMFVariantStruct) == 24);
 static_assert(offsetof(AMFVariantStruct, words) == 8);

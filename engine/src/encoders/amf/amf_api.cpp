@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/base_win/win32.h"
 #include "base/mutex.h"
 #include "base/text.h"
 
@@ -9,12 +10,6 @@ namespace orventa {
 namespace {
 
 using namespace amf;
-
-template <typename Function>
-Function Export(HMODULE library, const char* name) {
-  return reinterpret_cast<Function>(
-      reinterpret_cast<void*>(GetProcAddress(library, name)));  // void*: no type to hold against
-}
 
 std::string VersionText(uint64_t version) {
   return Format("%u.%u.%u", static_cast<unsigned>(version >> 48),
@@ -57,8 +52,8 @@ Status AmfApi::Load(const wchar_t* name, DWORD load_flags) {
   if (library == nullptr) {
     return {StatusCode::BackendUnavailable, "amfrt64.dll not present (no AMD driver)"};
   }
-  const auto query_version = Export<QueryVersionFunction>(library, "AMFQueryVersion");
-  const auto init = Export<InitFunction>(library, "AMFInit");
+  const auto query_version = LibraryFunction<QueryVersionFunction>(library, "AMFQueryVersion");
+  const auto init = LibraryFunction<InitFunction>(library, "AMFInit");
   if (query_version == nullptr || init == nullptr) {
     return {StatusCode::BackendUnavailable, "amfrt64.dll is missing expected exports"};
   }

@@ -8,22 +8,6 @@ namespace {
 
 constexpr uint32_t kAmd = 0x1002;
 
-// What the driver lists is not always what the chip does: only an encoder that opens
-// counts. False: this one does not.
-bool Opens(const AmfApi& api, const AdapterFacts& adapter, Codec codec, EncoderInput input,
-           CodecCaps& row) {
-  EncoderSettings settings;
-  if (!PlainCardSettings("AMF", TrialSettings(codec, input), settings).ok()) return false;
-  AmfEncoder encoder(api, adapter, std::move(settings));
-  if (!encoder.Open().ok()) return false;
-  encoder.ReadLimits(row.max_width, row.max_height);
-  // Limits of the generations of hardware in use, for a runtime that tells none.
-  const uint32_t typical = codec == Codec::H264 ? 4096 : 8192;
-  if (row.max_width == 0) row.max_width = typical;
-  if (row.max_height == 0) row.max_height = typical;
-  return true;
-}
-
 }  // namespace
 
 std::string AmfBackend::LoadMessage() const {
@@ -52,13 +36,12 @@ Status AmfBackend::Probe(GraphicsDevice& device, EncoderCaps& caps) {
     Status status = library_().MakeContext(*adapter.device.Get(), context);
     if (!status.ok()) return status;
   }
-  for (const Codec codec : Capabilities()) {
-    CodecCaps row;
-    row.codec = codec;
-    if (!Opens(library_(), adapter, codec, EncoderInput::Nv12, row)) continue;
-    row.ten_bit = Opens(library_(), adapter, codec, EncoderInput::P010, row);
-    caps.codecs.push_back(row);
-  }
+  caps.codecs = TryCodecs(Name(), [&](const EncoderSettings& settings, CodecCaps& size) {
+    AmfEncoder encoder(library_(), adapter, settings);
+    if (!encoder.Open().ok()) return false;
+    encoder.ReadLimits(size.max_width, size.max_height);
+    return true;
+  });
   return Status::Ok();
 }
 

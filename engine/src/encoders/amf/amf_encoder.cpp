@@ -19,20 +19,6 @@ constexpr uint64_t kNsPerTick = 100;
 // A queue that stays full for longer than this is stuck.
 constexpr uint32_t kFullQueueMs = 2000;
 
-AMFVariantStruct ObjectValue(AMFInterface* object) {
-  AMFVariantStruct value;
-  value.type = AMFVariantStruct::Interface;
-  value.object = object;
-  return value;
-}
-
-AMFVariantStruct NumberValue(int64_t number) {
-  AMFVariantStruct value;
-  value.type = AMFVariantStruct::Int64;
-  value.number = number;
-  return value;
-}
-
 // The object as a buffer; none when it is not one.
 AmfRef<AMFBuffer> AsBuffer(AMFInterface& object) {
   void* buffer = nullptr;
@@ -98,7 +84,7 @@ Status AmfEncoder::SetMetadata() {
   if (!status.ok()) return status;
   const AmfRef<AMFBuffer> buffer(made);
   std::memcpy(buffer->GetNative(), &metadata, sizeof(metadata));
-  return AmfStatus(component_->SetProperty(name, ObjectValue(buffer.get())),
+  return AmfStatus(component_->SetProperty(name, AMFVariantStruct::OfObject(buffer.get())),
                    "setting HDR metadata");
 }
 
@@ -163,13 +149,12 @@ Status AmfEncoder::Wrap(const EncoderFrame& frame, bool keyframe,
   surface->SetPts(static_cast<int64_t>(frame.pts / kNsPerTick));
   if (!keyframe) return Status::Ok();
   const AmfCodecNames& names = AmfNames(settings_.codec);
-  status = AmfStatus(surface->SetProperty(names.force_picture, NumberValue(names.force_keyframe)),
-                     "forcing a keyframe");
+  status = AmfStatus(
+      surface->SetProperty(names.force_picture, AMFVariantStruct::OfInt(names.force_keyframe)),
+      "forcing a keyframe");
   if (!status.ok() || names.insert_sequence == nullptr) return status;
-  AMFVariantStruct yes;
-  yes.type = AMFVariantStruct::Bool;
-  yes.flag = true;
-  return AmfStatus(surface->SetProperty(names.insert_sequence, yes), "inserting a header");
+  return AmfStatus(surface->SetProperty(names.insert_sequence, AMFVariantStruct::OfBool(true)),
+                   "inserting a header");
 }
 
 template <typename Call>

@@ -23,26 +23,9 @@ constexpr std::array<AmfCodecNames, kCodecCount> kNames = {{
 // By preset, slowest last, and codec.
 constexpr int64_t kQualityPresets[][kCodecCount] = {{1, 10, 100}, {0, 5, 70}, {2, 0, 30}};
 
-AMFVariantStruct Bool(bool flag) {
-  AMFVariantStruct value;
-  value.type = AMFVariantStruct::Bool;
-  value.flag = flag;
-  return value;
-}
-
-AMFVariantStruct Int(int64_t number) {
-  AMFVariantStruct value;
-  value.type = AMFVariantStruct::Int64;
-  value.number = number;
-  return value;
-}
-
-AMFVariantStruct Pair(AMFVariantStruct::Type type, uint32_t first, uint32_t second) {
-  AMFVariantStruct value;
-  value.type = type;
-  value.pair = {first, second};
-  return value;
-}
+constexpr auto Bool = AMFVariantStruct::OfBool;
+constexpr auto Int = AMFVariantStruct::OfInt;
+constexpr auto Pair = AMFVariantStruct::OfPair;
 
 // Gathers properties by their three names; null: this codec has no such one.
 class Properties {

@@ -9,21 +9,6 @@ namespace {
 
 constexpr uint32_t kIntel = 0x8086;
 
-// What the driver lists is not always what the chip does: only an encoder that starts
-// counts. False: this one does not.
-bool Starts(const MediaFoundation& mf, const AdapterFacts& adapter, Codec codec, EncoderInput input,
-            CodecCaps& row) {
-  EncoderSettings settings;
-  if (!PlainCardSettings("Quick Sync", TrialSettings(codec, input), settings).ok()) return false;
-  MfTransform transform(mf, adapter, settings);
-  if (!transform.Open().ok()) return false;
-  transform.ReadLimits(row.max_width, row.max_height);
-  // Limits of the generations of hardware in use, for a driver that tells none.
-  const uint32_t typical = codec == Codec::H264 ? 4096 : 8192;
-  if (row.max_width == 0) row.max_width = row.max_height = typical;
-  return transform.Begin().ok();
-}
-
 }  // namespace
 
 Status QsvBackend::LoadStatus() const {
@@ -55,14 +40,12 @@ Status QsvBackend::Probe(GraphicsDevice& device, EncoderCaps& caps) {
   const MediaFoundation& mf = library_();
   MfSession session(mf);
   if (Status status = session.Start(); !status.ok()) return status;
-  for (const Codec codec : Capabilities()) {
-    CodecCaps row;
-    row.codec = codec;
-    if (!Starts(mf, adapter, codec, EncoderInput::Nv12, row)) continue;
-    CodecCaps unused;
-    row.ten_bit = Starts(mf, adapter, codec, EncoderInput::P010, unused);
-    caps.codecs.push_back(row);
-  }
+  caps.codecs = TryCodecs(Name(), [&](const EncoderSettings& settings, CodecCaps& size) {
+    MfTransform transform(mf, adapter, settings);
+    if (!transform.Open().ok()) return false;
+    transform.ReadLimits(size.max_width, size.max_height);
+    return transform.Begin().ok();
+  });
   return Status::Ok();
 }
 

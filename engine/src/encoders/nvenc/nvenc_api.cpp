@@ -4,6 +4,7 @@
 #include <array>
 #include <string>
 
+#include "base/base_win/win32.h"
 #include "base/log.h"
 #include "base/text.h"
 
@@ -11,12 +12,6 @@ namespace orventa {
 namespace {
 
 using namespace nvenc;
-
-template <typename Function>
-Function Export(HMODULE library, const char* name) {
-  return reinterpret_cast<Function>(
-      reinterpret_cast<void*>(GetProcAddress(library, name)));  // void*: no type to hold against
-}
 
 StatusCode CodeOf(NVENCSTATUS result) {
   switch (result) {
@@ -52,8 +47,9 @@ Status NvencApi::Load(const wchar_t* name, DWORD load_flags) {
     return {StatusCode::BackendUnavailable, "nvEncodeAPI64.dll not present (no NVIDIA driver)"};
   }
   const auto get_version =
-      Export<GetMaxSupportedVersionFunction>(library, "NvEncodeAPIGetMaxSupportedVersion");
-  const auto create_instance = Export<CreateInstanceFunction>(library, "NvEncodeAPICreateInstance");
+      LibraryFunction<GetMaxSupportedVersionFunction>(library, "NvEncodeAPIGetMaxSupportedVersion");
+  const auto create_instance =
+      LibraryFunction<CreateInstanceFunction>(library, "NvEncodeAPICreateInstance");
   if (get_version == nullptr || create_instance == nullptr) {
     return {StatusCode::BackendUnavailable, "nvEncodeAPI64.dll is missing expected exports"};
   }
