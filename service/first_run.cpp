@@ -1,9 +1,11 @@
 #include "service/first_run.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "base/log.h"
+#include "video/engine_platform.h"
 
 namespace orventa {
 namespace {
@@ -45,6 +47,15 @@ bool TestCodec(const MachineCodecs& codecs, Config::Video& video) {
 }
 
 }  // namespace
+
+MachineCodecs AskForCodecs(IGraphics& graphics, const BackendList& backends,
+                           const std::string& adapter) {
+  std::shared_ptr<GraphicsDevice> device;
+  std::string used;
+  const Status status = graphics.MakeDevice(adapter, device, used);
+  if (!status.ok()) LogWarning("codec: %s", status.ToString().c_str());
+  return FindMachineCodecs(backends, device.get());
+}
 
 void ChooseFirstRunCodec(const MachineCodecs& codecs, Config& config) {
   config.screenshot.hdr = true;

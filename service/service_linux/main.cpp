@@ -8,6 +8,7 @@
 #include "encoders/lavc/lavc.h"
 #include "games/targets/known_games.h"
 #include "service/channel/channel.h"
+#include "service/first_run.h"
 #include "service/service.h"
 #include "service/service_linux/linux_platform.h"
 #include "sound/sound_linux/sound_linux.h"
@@ -41,7 +42,11 @@ int main(int argument_count, char** argument_values) {
     return Status::Ok();
   };
 
-  Platform platform{*clock,  folders, CurrentUserName(), process,
-                    desktop, desktop, make_engine,       OpenChannel};
+  const auto find_codecs = [&](const std::string& adapter) {
+    return AskForCodecs(*MakeLinuxGraphics(*clock), backends, adapter);
+  };
+
+  Platform platform{*clock,  folders,     CurrentUserName(), process,    desktop,
+                    desktop, make_engine, OpenChannel,       find_codecs};
   return RunService(platform, arguments);
 }

@@ -14,11 +14,13 @@
 #include "encoders/amf/amf.h"
 #include "encoders/amf/amf_api.h"
 #include "encoders/mf/mf.h"
+#include "encoders/mf/mf_players.h"
 #include "encoders/nvenc/nvenc.h"
 #include "encoders/nvenc/nvenc_api.h"
 #include "games/targets/known_games.h"
 #include "media/media_win/d3d11_device.h"
 #include "service/channel/channel.h"
+#include "service/first_run.h"
 #include "service/service.h"
 #include "service/service_win/win_platform.h"
 #include "sound/sound_win/win_sound.h"
@@ -64,7 +66,13 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) {
     return Status::Ok();
   };
 
-  Platform platform{*clock,  folders, CurrentUserName(), process,
-                    desktop, desktop, make_engine,       OpenChannel};
+  const auto find_codecs = [&](const std::string& adapter) {
+    MachineCodecs codecs = AskForCodecs(graphics, backends, adapter);
+    MarkWhatPlays(MediaFoundation::OfSystem(), codecs);
+    return codecs;
+  };
+
+  Platform platform{*clock,  folders,     CurrentUserName(), process,    desktop,
+                    desktop, make_engine, OpenChannel,       find_codecs};
   return RunService(platform, Arguments());
 }

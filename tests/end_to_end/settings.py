@@ -123,6 +123,16 @@ def a_first_run_writes_both_files_and_says_what_it_captures(options):
 
 
 @test
+def a_wish_that_no_encoder_here_fulfils_is_corrected_and_said(options):
+    with Desktop(options.bin) as desktop:
+        put(desktop, "config.ini", "[video]\ncodec = h264\nten_bit = true\nhdr = true\n")
+        desktop.start_service()
+        assert "codec: h264 is 8-bit only here" in desktop.log(), desktop.log()
+        assert setting(desktop, "video.ten_bit") == setting(desktop, "video.hdr") == "false"
+        desktop.stop_service()
+
+
+@test
 def any_bytes_at_all_start_the_service(options):
     noise = bytes((i * 7919 + i // 3) % 256 for i in range(50_000))
     damaged = "{} is damaged and there is no good backup, so the defaults were taken"

@@ -11,6 +11,7 @@
 
 #include "base/base_win/win32.h"
 #include "encoders/mf/mf_names.h"
+#include "encoders/mf/mf_players.h"
 #include "media/media_win/d3d11_device.h"
 #include "media/media_win/d3d11_picture.h"
 #include "tests/encoders/fakes/fake_encoders.h"
@@ -314,6 +315,33 @@ TEST_F(MfEncoderTest, TakesPacketsOutOfAFullQueueAndTellsOfFailures) {
   for (uint64_t i = 0; i < 4; ++i) ASSERT_TRUE(Submit(i * kFrameNs).ok());
   EXPECT_EQ(Submit(5 * kFrameNs),
             Status(StatusCode::DriverError, "ProcessInput failed: the encoder's queue stays full"));
+}
+
+// A Windows with a decoder for HEVC and none for AV1.
+HRESULT STDAPICALLTYPE FindHevcOnly(GUID category, UINT32, const MFT_REGISTER_TYPE_INFO* in,
+                                    const MFT_REGISTER_TYPE_INFO*, IMFActivate*** list,
+                                    UINT32* count) {
+  if (category != MFT_CATEGORY_VIDEO_DECODER) return E_INVALIDARG;
+  if (in->guidSubtype != MFVideoFormat_HEVC) return S_OK;
+  return MFTEnumEx(MFT_CATEGORY_VIDEO_ENCODER, MFT_ENUM_FLAG_ASYNCMFT | MFT_ENUM_FLAG_LOCALMFT,
+                   nullptr, nullptr, list, count);
+}
+
+TEST(MfPlayers, WhatNoDecoderTakesDoesNotPlay) {
+  MediaFoundation mf = FakeMediaFoundation();
+  mf.enumerate = FindHevcOnly;
+  MachineCodecs codecs;
+  MarkWhatPlays(mf, codecs);
+  EXPECT_TRUE(codecs[static_cast<size_t>(Codec::H264)].plays);
+  EXPECT_TRUE(codecs[static_cast<size_t>(Codec::Hevc)].plays);
+  EXPECT_FALSE(codecs[static_cast<size_t>(Codec::Av1)].plays);
+
+  mf.enumerate = [](GUID, UINT32, const MFT_REGISTER_TYPE_INFO*, const MFT_REGISTER_TYPE_INFO*,
+                    IMFActivate***, UINT32*) -> HRESULT { return E_FAIL; };
+  codecs = {};
+  MarkWhatPlays(mf, codecs);
+  MarkWhatPlays({}, codecs);
+  EXPECT_TRUE(codecs[static_cast<size_t>(Codec::Av1)].plays) << "nobody told";
 }
 
 }  // namespace
