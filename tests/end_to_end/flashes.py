@@ -11,10 +11,11 @@ import clip as clips
 
 RATE = 48000
 LATE_US = 3000  # a flash that the game itself showed later than this says nothing
-# The game's pace and the capture's are of different lengths, so that flashes fall
-# everywhere between two pictures: one is seen half a picture late in the mean.
-GAME = ("--flash-ms", "1013", "--tell-flashes")
-GAME_FPS = 59
+# From one flash to the next are 56 pictures of the game, that is 63.4 of a capture at 60 a
+# second: a few flashes already fall everywhere between two pictures of the capture, and are
+# seen half a picture late in the mean.
+GAME = ("--flash-ms", "1057", "--tell-flashes")
+GAME_FPS = 53
 
 
 def sound(path, track=0, channel=None):
