@@ -178,12 +178,8 @@ class WinWaitPoint final : public IWaitPoint {
 // Absent before Windows 10 1607.
 void NameThisThread(const std::wstring& name) {
   using SetDescription = HRESULT(WINAPI*)(HANDLE, PCWSTR);
-  static const auto set_description = [] {
-    const HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
-    const FARPROC found =
-        kernel == nullptr ? nullptr : GetProcAddress(kernel, "SetThreadDescription");
-    return reinterpret_cast<SetDescription>(reinterpret_cast<void*>(found));
-  }();
+  static const auto set_description =
+      SystemFunction<SetDescription>(L"kernel32.dll", "SetThreadDescription");
   if (set_description != nullptr) (void)set_description(GetCurrentThread(), name.c_str());
 }
 
