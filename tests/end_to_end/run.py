@@ -227,7 +227,10 @@ def a_window_that_closes_and_returns_keeps_its_history(options):
 @test
 def a_covered_window_is_still_recorded(options):
     with Desktop(options.bin) as desktop:
-        desktop.start_game(fps=FPS, title="Behind", size="640x480")
+        # Slower than the capture: at one pace with it, their phases could meet, and then half of
+        # the frames are seen twice and the others not at all.
+        game_fps = 24
+        desktop.start_game(fps=game_fps, title="Behind", size="640x480")
         desktop.start_service("--window", "behind", settings=common())
         record(desktop, 1)
         desktop.start_game(fps=1, title="In front", size="640x480")
@@ -237,8 +240,9 @@ def a_covered_window_is_still_recorded(options):
         time.sleep(1)  # a stretch of covered picture is what this test is about
         record(desktop, 5)
         path = desktop.save()
-        numbers = [n for n in clips.frame_numbers(path, options.bin) if n is not None]
-        assert len(set(numbers)) > FPS * 3, f"{len(set(numbers))} different frames"
+        numbers = clips.frame_numbers(path, options.bin)
+        different = len(set(numbers) - {None})
+        assert different > 0.75 * game_fps * len(numbers) / FPS, f"{different} frames: {numbers}"
         desktop.stop_service()
 
 
@@ -373,8 +377,9 @@ def main(tests, title, description):
             word, passed = "passed", passed + 1
         except Skipped as reason:
             word, skipped = f"skipped: {reason}", skipped + 1
-        except Exception:  # noqa: BLE001 - every failure is printed and counted
-            word, failed = "FAILED", failed + 1
+        except Exception as error:  # noqa: BLE001 - every failure is printed and counted
+            first_line = str(error).partition("\n")[0][:300]
+            word, failed = f"FAILED: {first_line}", failed + 1
             traceback.print_exc()
         print(f"  {name}: {word} ({time.monotonic() - start:.1f} s)", flush=True)
     print(f"{title}: {passed} passed, {failed} failed, {skipped} skipped")
