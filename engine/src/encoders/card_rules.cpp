@@ -4,8 +4,10 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "base/log.h"
+#include "base/text.h"
 
 namespace orventa {
 namespace {
@@ -17,6 +19,25 @@ uint32_t Clamped(uint64_t value) {
 }
 
 }  // namespace
+
+PixelFormat InputPictures(const EncoderSettings& settings) {
+  switch (settings.input_format) {
+    case EncoderInput::Nv12: break;
+    case EncoderInput::P010: return PixelFormat::P010;
+    case EncoderInput::Bgra: return PixelFormat::Bgra8;
+  }
+  return PixelFormat::Nv12;
+}
+
+Status CheckPicture(const Picture& picture, const EncoderSettings& settings) {
+  if (picture.width() == settings.width && picture.height() == settings.height &&
+      picture.format() == InputPictures(settings)) {
+    return Status::Ok();
+  }
+  return {StatusCode::InvalidArgument,
+          Format("the picture of %ux%u does not fit the encoder of %ux%u", picture.width(),
+                 picture.height(), settings.width, settings.height)};
+}
 
 Status CardSettings(const EncoderSettings& wanted, EncoderSettings& out) {
   if (wanted.width == 0 || wanted.height == 0) {
@@ -62,7 +83,7 @@ size_t SpeedPresetIndex(std::string_view name) {
 }
 
 void ChoosePreset(std::string_view encoder, const std::vector<EncoderPreset>& presets,
-                  const char* fallback, EncoderSettings& settings) {
+                  std::string_view fallback, EncoderSettings& settings) {
   const bool known = std::any_of(presets.begin(), presets.end(), [&](const auto& preset) {
     return preset.name == settings.preset;
   });
@@ -74,9 +95,8 @@ void ChoosePreset(std::string_view encoder, const std::vector<EncoderPreset>& pr
   settings.preset = fallback;
 }
 
-std::vector<CodecCaps> TryCodecs(
-    std::string_view encoder,
-    const std::function<bool(const EncoderSettings& settings, CodecCaps& size)>& opens) {
+Status TryCodecs(std::string_view encoder, const OpensCodec& opens, std::vector<CodecCaps>& rows) {
+  Status failure;
   const auto try_one = [&](Codec codec, EncoderInput input, CodecCaps& row) {
     EncoderSettings settings;
     settings.codec = codec;
@@ -85,9 +105,12 @@ std::vector<CodecCaps> TryCodecs(
     settings.height = 360;
     settings.bitrate_kbps = 2000;
     settings.max_bitrate_kbps = 3000;
-    return PlainCardSettings(encoder, settings, settings).ok() && opens(settings, row);
+    Status status = PlainCardSettings(encoder, settings, settings);
+    if (status.ok()) status = opens(settings, row);
+    const bool opened = status.ok();
+    if (failure.ok() && status.code() != StatusCode::Unsupported) failure = std::move(status);
+    return opened;
   };
-  std::vector<CodecCaps> rows;
   for (const Codec codec : {Codec::H264, Codec::Hevc, Codec::Av1}) {
     CodecCaps row;
     row.codec = codec;
@@ -99,7 +122,7 @@ std::vector<CodecCaps> TryCodecs(
     row.ten_bit = try_one(codec, EncoderInput::P010, unused);
     rows.push_back(row);
   }
-  return rows;
+  return rows.empty() ? failure : Status::Ok();
 }
 
 uint32_t KeyframeDistance(const EncoderSettings& settings) {

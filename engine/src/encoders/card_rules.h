@@ -1,5 +1,5 @@
-// What the encoders of graphics cards have in common, whichever library stands before
-// them. Pure functions but for a line in the log; any thread.
+// What encoders have in common, whichever library stands before them: most of it those of
+// graphics cards. Pure functions but for a line in the log; any thread.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +10,11 @@
 #include "encoders/encoder.h"
 
 namespace orventa {
+
+// The format in which pictures come.
+PixelFormat InputPictures(const EncoderSettings& settings);
+// InvalidArgument for a picture that is not what the settings promised.
+Status CheckPicture(const Picture& picture, const EncoderSettings& settings);
 
 // `wanted` within the limits that all of them have; fails when none could ever run it.
 Status CardSettings(const EncoderSettings& wanted, EncoderSettings& out);
@@ -25,14 +30,15 @@ size_t SpeedPresetIndex(std::string_view name);
 
 // Puts `fallback` in the place of a preset that is not one of `presets`.
 void ChoosePreset(std::string_view encoder, const std::vector<EncoderPreset>& presets,
-                  const char* fallback, EncoderSettings& settings);
+                  std::string_view fallback, EncoderSettings& settings);
+
+// Opens an encoder to see whether it can be; may fill in the largest size that it tells.
+using OpensCodec = std::function<Status(const EncoderSettings& settings, CodecCaps& size)>;
 
 // The codecs whose encoder really opens, with 8 and with 10 bits: what a driver lists is
-// not always what the chip does. `opens` may fill in the largest size that the encoder
-// tells; zeros become the usual limits of the hardware in use.
-std::vector<CodecCaps> TryCodecs(
-    std::string_view encoder,
-    const std::function<bool(const EncoderSettings& settings, CodecCaps& size)>& opens);
+// not always what the chip does. Sizes that nobody told become the usual limits of the
+// hardware in use. When none opens, and not because there is none, it fails as the first.
+Status TryCodecs(std::string_view encoder, const OpensCodec& opens, std::vector<CodecCaps>& rows);
 
 // Pictures from one keyframe to the next, at least 1.
 uint32_t KeyframeDistance(const EncoderSettings& settings);

@@ -1,30 +1,29 @@
 #include "encoders/picture_queue.h"
 
-#include <utility>
-
 namespace orventa {
 
-Status PictureQueue::CheckRoom() const {
+Status PictureQueue::CheckNext() const {
+  if (draining_) return {StatusCode::InvalidArgument, "Submit after Drain"};
   if (submitted_ - collected_ < kSlots) return Status::Ok();
   return {StatusCode::OutOfMemory, "too many packets wait to be collected"};
 }
 
-void PictureQueue::Add(const EncoderFrame& frame) {
+void PictureQueue::Add(const EncoderFrame& frame, uint64_t time) {
   since_keyframe_ = IsKeyframe(frame) ? 0 : since_keyframe_ + 1;
   Slot& slot = slots_[submitted_ % kSlots];
-  slot.pts = frame.pts;
+  slot.time = time;
+  slot.packet.pts = slot.packet.dts = static_cast<int64_t>(frame.pts);
   slot.picture = frame.picture;
   ++submitted_;
 }
 
-Status PictureQueue::Keep(uint64_t time_ns, uint64_t tolerance_ns, bool keyframe, Payload data) {
+Status PictureQueue::Keep(uint64_t time, uint64_t tolerance, bool keyframe, Payload data) {
   Slot& slot = slots_[encoded_ % kSlots];
-  const uint64_t beside_ns = time_ns > slot.pts ? time_ns - slot.pts : slot.pts - time_ns;
-  if (encoded_ == submitted_ || beside_ns > tolerance_ns) {
+  const uint64_t beside = time > slot.time ? time - slot.time : slot.time - time;
+  if (encoded_ == submitted_ || beside > tolerance) {
     return {StatusCode::DriverError, "the encoder gave packets out of order"};
   }
   slot.packet.data = std::move(data);
-  slot.packet.pts = slot.packet.dts = static_cast<int64_t>(slot.pts);
   slot.packet.keyframe = keyframe;
   slot.picture.reset();
   ++encoded_;

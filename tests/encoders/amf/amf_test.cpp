@@ -119,6 +119,9 @@ TEST_F(Amf, OffersItselfOnItsMakersAdaptersAndProbesThem) {
   const std::vector<CodecCaps> expected = {{Codec::H264, 4096, 2304, false, false, false},
                                            {Codec::Hevc, 4096, 2304, true, false, false}};
   EXPECT_EQ(caps.codecs, expected);
+  Fake().acceleration = 2;
+  EXPECT_EQ(Create(), Status(StatusCode::Unsupported, "AMF has no encoder on this GPU for h264"));
+  EXPECT_TRUE(backend.Probe(device, caps).ok() && caps.codecs.empty());
   Fake().failing_call = "InitDX11";
   Fake().failure = AMF_DIRECTX_FAILED;
   EXPECT_EQ(backend.Probe(device, caps),

@@ -259,6 +259,7 @@ struct Caps : Object {
 };
 struct CapsTable : Counted<Caps> {
   CapsTable() {
+    slots[13] = AsSlot(+[](Caps*) { return fake.acceleration; });
     slots[14] = AsSlot(+[](Caps*, IoCaps** caps) {
       *caps = new IoCaps;
       return AMF_OK;
@@ -268,7 +269,8 @@ struct CapsTable : Counted<Caps> {
 const CapsTable caps_table;
 Caps::Caps() : Object(caps_table, fake.buffers) {}
 
-AMF_RESULT GetCaps(Component*, Caps** caps) {
+AMF_RESULT GetCaps(Component* self, Caps** caps) {
+  if (self->initialised) return Breach("limits asked for after Init");
   if (Refused("GetCaps")) return AMF_NOT_SUPPORTED;
   *caps = new Caps;
   return AMF_OK;

@@ -13,6 +13,7 @@ struct FakeAmf {
   // Knobs.
   uint64_t version = kWrittenForVersion;
   bool has_av1 = true;
+  int32_t acceleration = kHardware;
   uint32_t delay = 0;             // pictures that stay inside
   uint32_t queue = 16;            // that are taken before the queue is full
   bool stuck = false;             // gives nothing back

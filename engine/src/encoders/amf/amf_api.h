@@ -36,8 +36,7 @@ class AmfApi {
 
   AmfApi(const wchar_t* library, DWORD load_flags);
 
-  // Whether there is a factory; else `failure` says why not.
-  bool loaded() const { return failure_.ok(); }
+  // Why there is no factory; Ok when there is one.
   const Status& failure() const { return failure_; }
   amf::AMFFactory& factory() const { return *factory_; }
 

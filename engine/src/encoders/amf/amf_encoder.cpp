@@ -52,6 +52,7 @@ Status AmfEncoder::Open() {
                      "CreateComponent");
   if (!status.ok()) return status;
   component_.reset(component);
+  if (status = ReadCaps(); !status.ok()) return status;
   if (status = Configure(); !status.ok()) return status;
 
   const int32_t format = settings_.input_format == EncoderInput::P010 ? kSurfaceP010 : kSurfaceNv12;
@@ -61,6 +62,28 @@ Status AmfEncoder::Open() {
   if (!status.ok()) return status;
   initialised_ = true;
   return ReadHeader();
+}
+
+// Old drivers have components for what the chip does not do. Those that tell nothing are
+// judged by whether they open.
+Status AmfEncoder::ReadCaps() {
+  AMFCaps* caps = nullptr;
+  if (component_->GetCaps(&caps) != AMF_OK || caps == nullptr) return Status::Ok();
+  const AmfRef<AMFCaps> held(caps);
+  if (caps->GetAccelerationType() != kHardware) {
+    return {StatusCode::Unsupported,
+            "AMF has no encoder on this GPU for " + std::string(CodecWord(settings_.codec))};
+  }
+  AMFIOCaps* input = nullptr;
+  if (caps->GetInputCaps(&input) != AMF_OK || input == nullptr) return Status::Ok();
+  const AmfRef<AMFIOCaps> held_input(input);
+  int32_t least = 0;
+  int32_t most = 0;
+  input->GetWidthRange(&least, &most);
+  max_width_ = static_cast<uint32_t>(std::max(most, 0));
+  input->GetHeightRange(&least, &most);
+  max_height_ = static_cast<uint32_t>(std::max(most, 0));
+  return Status::Ok();
 }
 
 Status AmfEncoder::Configure() {
@@ -102,51 +125,30 @@ Status AmfEncoder::ReadHeader() {
   return {StatusCode::DriverError, "AMF gave no sequence header"};
 }
 
-void AmfEncoder::ReadLimits(uint32_t& width, uint32_t& height) const {
-  width = height = 0;
-  AMFCaps* caps = nullptr;
-  if (component_->GetCaps(&caps) != AMF_OK || caps == nullptr) return;
-  const AmfRef<AMFCaps> held(caps);
-  AMFIOCaps* input = nullptr;
-  if (caps->GetInputCaps(&input) != AMF_OK || input == nullptr) return;
-  const AmfRef<AMFIOCaps> held_input(input);
-  int32_t least = 0;
-  int32_t most = 0;
-  input->GetWidthRange(&least, &most);
-  width = static_cast<uint32_t>(std::max(most, 0));
-  input->GetHeightRange(&least, &most);
-  height = static_cast<uint32_t>(std::max(most, 0));
-}
-
 Status AmfEncoder::Submit(const EncoderFrame& frame) {
-  if (Status status = Check(frame); !status.ok()) return status;
+  const D3d11Picture* picture = nullptr;
+  Status status = FrameTexture(frame, settings_, picture);
+  if (status.ok()) status = pictures_.CheckNext();
   AmfRef<AMFSurface> surface;
-  if (Status status = Wrap(frame, pictures_.IsKeyframe(frame), surface); !status.ok()) {
-    return status;
-  }
-  Status status = Insist("SubmitInput", [&] { return component_->SubmitInput(surface.get()); });
-  if (status.ok()) pictures_.Add(frame);
+  if (status.ok()) status = Wrap(*picture, frame.pts, pictures_.IsKeyframe(frame), surface);
+  if (!status.ok()) return status;
+  status = Insist("SubmitInput", [&] { return component_->SubmitInput(surface.get()); });
+  if (status.ok()) pictures_.Add(frame, frame.pts);
   return status;
 }
 
-Status AmfEncoder::Check(const EncoderFrame& frame) const {
-  if (!initialised_) return {StatusCode::DriverError, "encoder not initialised"};
-  if (draining_) return {StatusCode::InvalidArgument, "Submit after Drain"};
-  const D3d11Picture* picture = nullptr;
-  if (Status status = FrameTexture(frame, settings_, picture); !status.ok()) return status;
-  if (picture->sub_resource() != 0) return {StatusCode::InvalidArgument, "null input texture"};
-  return pictures_.CheckRoom();
-}
-
-Status AmfEncoder::Wrap(const EncoderFrame& frame, bool keyframe,
+Status AmfEncoder::Wrap(const D3d11Picture& picture, uint64_t pts, bool keyframe,
                         AmfRef<AMFSurface>& surface) const {
+  if (picture.sub_resource() != 0) {
+    return {StatusCode::InvalidArgument, "AMF takes no textures of several pictures"};
+  }
   AMFSurface* made = nullptr;
-  ID3D11Texture2D* const texture = D3d11Picture::From(*frame.picture)->texture();
-  Status status = AmfStatus(context_->CreateSurfaceFromDX11Native(texture, &made, nullptr),
-                            "CreateSurfaceFromDX11Native");
+  Status status =
+      AmfStatus(context_->CreateSurfaceFromDX11Native(picture.texture(), &made, nullptr),
+                "CreateSurfaceFromDX11Native");
   if (!status.ok()) return status;
   surface.reset(made);
-  surface->SetPts(static_cast<int64_t>(frame.pts / kNsPerTick));
+  surface->SetPts(static_cast<int64_t>(pts / kNsPerTick));
   if (!keyframe) return Status::Ok();
   const AmfCodecNames& names = AmfNames(settings_.codec);
   status = AmfStatus(
@@ -202,7 +204,7 @@ Status AmfEncoder::Keep(AMFData& data) {
 CollectResult AmfEncoder::Collect(EncodedPacket& packet, Status& status) {
   status = Status::Ok();
   bool taken = false;
-  if (!pictures_.HasPacket() && !finished_ && initialised_) status = Receive(taken);
+  if (!pictures_.HasPacket() && !finished_) status = Receive(taken);
   if (!pictures_.HasPacket()) {
     return finished_ && status.ok() ? CollectResult::Finished : CollectResult::NothingYet;
   }
@@ -211,9 +213,7 @@ CollectResult AmfEncoder::Collect(EncodedPacket& packet, Status& status) {
 }
 
 Status AmfEncoder::Drain() {
-  if (!initialised_) return {StatusCode::DriverError, "encoder not initialised"};
-  if (draining_) return Status::Ok();
-  draining_ = true;
+  if (!pictures_.BeginDrain()) return Status::Ok();
   return Insist("Drain", [&] { return component_->Drain(); });
 }
 

@@ -9,6 +9,7 @@
 #include "encoders/encoder.h"
 #include "encoders/picture_queue.h"
 #include "media/media_win/adapter_facts.h"
+#include "media/media_win/d3d11_picture.h"
 
 namespace orventa {
 
@@ -20,8 +21,9 @@ class AmfEncoder final : public IVideoEncoder {
 
   // Once, before anything else.
   Status Open();
-  // The largest picture; zeros when the library does not tell.
-  void ReadLimits(uint32_t& width, uint32_t& height) const;
+  // Of the largest picture, since Open; 0 when the library does not tell.
+  uint32_t max_width() const { return max_width_; }
+  uint32_t max_height() const { return max_height_; }
 
   Status Submit(const EncoderFrame& frame) override;
   CollectResult Collect(EncodedPacket& packet, Status& status) override;
@@ -35,11 +37,12 @@ class AmfEncoder final : public IVideoEncoder {
   bool SlimPool() const override { return false; }
 
  private:
+  Status ReadCaps();
   Status Configure();
   Status SetMetadata();
   Status ReadHeader();
-  Status Check(const EncoderFrame& frame) const;
-  Status Wrap(const EncoderFrame& frame, bool keyframe, AmfRef<amf::AMFSurface>& surface) const;
+  Status Wrap(const D3d11Picture& picture, uint64_t pts, bool keyframe,
+              AmfRef<amf::AMFSurface>& surface) const;
   // Makes a call again for as long as the library's queue is full, taking packets out
   // of it meanwhile.
   template <typename Call>
@@ -54,13 +57,14 @@ class AmfEncoder final : public IVideoEncoder {
 
   AmfContextRef context_;
   AmfRef<amf::AMFComponent> component_;
+  uint32_t max_width_ = 0;
+  uint32_t max_height_ = 0;
   bool initialised_ = false;
   std::vector<uint8_t> header_;
 
   // The encoder is told of each keyframe by itself: the library's own period does not go
   // with forced ones, and ends at a thousand.
   PictureQueue pictures_;
-  bool draining_ = false;
   bool finished_ = false;
 };
 

@@ -1,20 +1,8 @@
 #include "encoders/encoders_win/frame_texture.h"
 
-#include "base/text.h"
+#include "encoders/card_rules.h"
 
 namespace orventa {
-namespace {
-
-PixelFormat WantedPicture(const EncoderSettings& settings) {
-  switch (settings.input_format) {
-    case EncoderInput::Nv12: break;
-    case EncoderInput::P010: return PixelFormat::P010;
-    case EncoderInput::Bgra: return PixelFormat::Bgra8;
-  }
-  return PixelFormat::Nv12;
-}
-
-}  // namespace
 
 Status FrameTexture(const EncoderFrame& frame, const EncoderSettings& settings,
                     const D3d11Picture*& picture) {
@@ -22,13 +10,7 @@ Status FrameTexture(const EncoderFrame& frame, const EncoderSettings& settings,
   if (picture == nullptr || picture->texture() == nullptr) {
     return {StatusCode::InvalidArgument, "null input texture"};
   }
-  if (picture->width() == settings.width && picture->height() == settings.height &&
-      picture->format() == WantedPicture(settings)) {
-    return Status::Ok();
-  }
-  return {StatusCode::InvalidArgument,
-          Format("the picture of %ux%u does not fit the encoder of %ux%u", picture->width(),
-                 picture->height(), settings.width, settings.height)};
+  return CheckPicture(*picture, settings);
 }
 
 }  // namespace orventa

@@ -7,8 +7,8 @@
 #include <new>
 #include <utility>
 
-#include "base/text.h"
 #include "encoders/bitstream.h"
+#include "encoders/card_rules.h"
 #include "encoders/lavc/planes.h"
 #include "media/memory_picture.h"
 
@@ -80,10 +80,6 @@ BufferRef HoldPicture(const PictureRef& picture, uint8_t* data, size_t bytes) {
   return BufferRef(buffer);
 }
 
-PixelFormat WantedPicture(const EncoderSettings& settings) {
-  return settings.input_format == EncoderInput::P010 ? PixelFormat::P010 : PixelFormat::Nv12;
-}
-
 }  // namespace
 
 std::string RenderNode() {
@@ -116,7 +112,8 @@ LavcEncoder::LavcEncoder(LavcKind kind, EncoderSettings settings)
       input_format_(LavcInputFormat(kind, settings_)),
       frame_(av_frame_alloc()),
       surface_(av_frame_alloc()),
-      packet_(av_packet_alloc()) {
+      packet_(av_packet_alloc()),
+      pictures_(KeyframeDistance(settings_)) {
   if (!frame_ || !surface_ || !packet_) throw std::bad_alloc();
 }
 
@@ -180,31 +177,20 @@ Status LavcEncoder::OpenSurfaces() {
 
 Status LavcEncoder::Submit(const EncoderFrame& frame) {
   if (Status status = Check(frame); !status.ok()) return status;
-  slots_[submitted_ % kSlots].pts = frame.pts;
   const Status status = Send(frame);
   av_frame_unref(frame_.get());
   av_frame_unref(surface_.get());
   if (!status.ok()) return status;
-  ++submitted_;
+  pictures_.Add({nullptr, frame.pts, frame.force_keyframe}, pictures_.Submitted());
   return Receive();
 }
 
 Status LavcEncoder::Check(const EncoderFrame& frame) const {
-  if (draining_) return {StatusCode::InvalidArgument, "Submit after Drain"};
+  if (Status status = pictures_.CheckNext(); !status.ok()) return status;
   if (frame.picture == nullptr || frame.picture->InMemory() == nullptr) {
     return {StatusCode::InvalidArgument, "null input picture"};
   }
-  const Picture& picture = *frame.picture;
-  if (picture.width() != settings_.width || picture.height() != settings_.height ||
-      picture.format() != WantedPicture(settings_)) {
-    return {StatusCode::InvalidArgument,
-            Format("the picture of %ux%u does not fit the encoder of %ux%u", picture.width(),
-                   picture.height(), settings_.width, settings_.height)};
-  }
-  if (submitted_ - collected_ == kSlots) {
-    return {StatusCode::OutOfMemory, "too many packets wait to be collected"};
-  }
-  return Status::Ok();
+  return CheckPicture(*frame.picture, settings_);
 }
 
 Status LavcEncoder::Send(const EncoderFrame& frame) {
@@ -214,7 +200,7 @@ Status LavcEncoder::Send(const EncoderFrame& frame) {
     if (Status status = Upload(); !status.ok()) return status;
     sent = surface_.get();
   }
-  sent->pts = static_cast<int64_t>(submitted_);
+  sent->pts = static_cast<int64_t>(pictures_.Submitted());
   sent->pict_type = frame.force_keyframe ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
   sent->color_primaries = context_->color_primaries;
   sent->color_trc = context_->color_trc;
@@ -298,32 +284,24 @@ Status LavcEncoder::Receive() {
 }
 
 Status LavcEncoder::Keep(const AVPacket& packet) {
-  if (encoded_ == submitted_ || packet.pts != static_cast<int64_t>(encoded_)) {
-    return {StatusCode::DriverError, "the encoder gave packets out of order"};
-  }
-  Slot& slot = slots_[encoded_ % kSlots];
-  slot.packet.data =
-      PacketPayload(settings_.codec, {packet.data, static_cast<size_t>(packet.size)});
-  slot.packet.pts = slot.packet.dts = static_cast<int64_t>(slot.pts);
-  slot.packet.keyframe = (packet.flags & AV_PKT_FLAG_KEY) != 0;
-  ++encoded_;
-  return Status::Ok();
+  return pictures_.Keep(
+      static_cast<uint64_t>(packet.pts), 0, (packet.flags & AV_PKT_FLAG_KEY) != 0,
+      PacketPayload(settings_.codec, {packet.data, static_cast<size_t>(packet.size)}));
 }
 
 CollectResult LavcEncoder::Collect(EncodedPacket& packet, Status& status) {
   status = Status::Ok();
-  if (collected_ == encoded_ && !draining_) status = Receive();
-  if (collected_ == encoded_) {
-    return draining_ && status.ok() ? CollectResult::Finished : CollectResult::NothingYet;
+  const bool draining = pictures_.draining();
+  if (!pictures_.HasPacket() && !draining) status = Receive();
+  if (!pictures_.HasPacket()) {
+    return draining && status.ok() ? CollectResult::Finished : CollectResult::NothingYet;
   }
-  packet = std::move(slots_[collected_ % kSlots].packet);
-  ++collected_;
+  packet = pictures_.Take();
   return CollectResult::Packet;
 }
 
 Status LavcEncoder::Drain() {
-  if (draining_) return Status::Ok();
-  draining_ = true;
+  if (!pictures_.BeginDrain()) return Status::Ok();
   const int error = avcodec_send_frame(context_.get(), nullptr);
   if (error < 0 && error != AVERROR_EOF) return Failed(error, "draining");
   return Receive();
@@ -331,13 +309,13 @@ Status LavcEncoder::Drain() {
 
 Status LavcEncoder::LearnHeader() {
   const auto blank =
-      MemoryPicture::Allocate(WantedPicture(settings_), settings_.width, settings_.height);
+      MemoryPicture::Allocate(InputPictures(settings_), settings_.width, settings_.height);
   if (Status status = Submit({blank, 0, false}); !status.ok()) return status;
   if (Status status = Drain(); !status.ok()) return status;
-  header_ = SequenceHeader(settings_.codec, slots_[0].packet.data.bytes());
-  slots_[0] = {};
-  submitted_ = encoded_ = collected_ = 0;
-  draining_ = false;
+  if (pictures_.HasPacket()) {
+    header_ = SequenceHeader(settings_.codec, pictures_.Take().data.bytes());
+  }
+  pictures_ = PictureQueue(KeyframeDistance(settings_));
   context_.reset();
   if (!header_.empty()) return Status::Ok();
   return {StatusCode::Unsupported,

@@ -4,13 +4,13 @@
 // exactly and dts equals pts. Used by one thread at a time.
 #pragma once
 
-#include <array>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "encoders/encoder.h"
 #include "encoders/lavc/lavc_options.h"
+#include "encoders/picture_queue.h"
 
 namespace orventa {
 
@@ -61,13 +61,6 @@ class LavcEncoder final : public IVideoEncoder {
   bool SlimPool() const override { return false; }
 
  private:
-  // Far more frames than any of the libraries holds back.
-  static constexpr uint64_t kSlots = 64;
-  struct Slot {
-    uint64_t pts = 0;
-    EncodedPacket packet;
-  };
-
   Status OpenContext();
   Status OpenSurfaces();
   // Some libraries tell their header only with the first packet: encodes a blank
@@ -94,12 +87,8 @@ class LavcEncoder final : public IVideoEncoder {
   std::unique_ptr<AVFrame, lavc::FreeFrame> surface_;  // VA-API only
   std::unique_ptr<AVPacket, lavc::FreePacket> packet_;
 
-  // Frame n lies in slot n % kSlots. collected_ <= encoded_ <= submitted_.
-  std::array<Slot, kSlots> slots_;
-  uint64_t submitted_ = 0;
-  uint64_t encoded_ = 0;
-  uint64_t collected_ = 0;
-  bool draining_ = false;
+  // Holds no pictures, for the library does. The times that come back are numbers.
+  PictureQueue pictures_;
 };
 
 }  // namespace orventa

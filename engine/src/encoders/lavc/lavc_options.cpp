@@ -6,7 +6,6 @@
 #include <limits>
 #include <thread>
 
-#include "base/log.h"
 #include "base/text.h"
 #include "encoders/card_rules.h"
 #include "encoders/nvenc_presets.h"
@@ -257,17 +256,8 @@ Status EffectiveSettings(LavcKind kind, const EncoderSettings& wanted, EncoderSe
     // 0 means lossless to x264, in a profile that few players know.
     out.qp = std::max(out.qp, 1U);
   }
-  const auto presets = LavcPresets(kind, out.codec);
-  const bool known = std::any_of(presets.begin(), presets.end(), [&](const EncoderPreset& preset) {
-    return preset.name == out.preset;
-  });
-  if (!known) {
-    if (!out.preset.empty()) {
-      LogInfo("encoder: %s has no preset \"%s\"", LavcEncoderName(kind, out.codec).c_str(),
-              out.preset.c_str());
-    }
-    out.preset = DefaultPreset(kind, out.codec);
-  }
+  ChoosePreset(LavcEncoderName(kind, out.codec), LavcPresets(kind, out.codec),
+               DefaultPreset(kind, out.codec), out);
   return Status::Ok();
 }
 

@@ -14,37 +14,25 @@
 // (half a picture is allowed), and whether HDR metadata of the types reaches the stream.
 #pragma once
 
-#include "encoders/encoder.h"
-#include "media/media_win/adapter_facts.h"
+#include "encoders/encoders_win/card_backend.h"
 
 namespace orventa {
 
 struct MediaFoundation;
 
-class QsvBackend final : public IEncoderBackend {
- public:
-  // Both are called at each use. The library that is given lives for the whole process.
-  using Library = const MediaFoundation& (*)();
-  using FindAdapter = AdapterFacts (*)(const GraphicsDevice&);
-  QsvBackend(Library library, FindAdapter find_adapter)
-      : library_(library), find_adapter_(find_adapter) {}
+struct QsvCard {
+  using Library = MediaFoundation;
+  static constexpr std::string_view kName = "Quick Sync";
+  static constexpr uint32_t kVendor = 0x8086;
 
-  std::string_view Name() const override { return "Quick Sync"; }
-  std::string LoadMessage() const override;
-  bool Supports(const GraphicsDevice& device) override;
-  Status Probe(GraphicsDevice& device, EncoderCaps& caps) override;
-  std::vector<Codec> Capabilities() const override;
-  std::vector<EncoderPreset> Presets() const override;
-  Status Create(GraphicsDevice& device, const EncoderSettings& settings,
-                std::unique_ptr<IVideoEncoder>& encoder) override;
-
- private:
-  Status LoadStatus() const;
-  // The adapter of the device, once both it and the library are there.
-  Status Find(const GraphicsDevice& device, AdapterFacts& adapter) const;
-
-  const Library library_;
-  const FindAdapter find_adapter_;
+  static Status Loaded(const Library& library);
+  static std::vector<EncoderPreset> Presets();
+  static Status Probe(const Library& library, const AdapterFacts& adapter,
+                      std::vector<CodecCaps>& codecs);
+  static Status Open(const Library& library, const AdapterFacts& adapter,
+                     const EncoderSettings& settings, std::unique_ptr<IVideoEncoder>& encoder);
 };
+
+using QsvBackend = CardBackend<QsvCard>;
 
 }  // namespace orventa

@@ -46,9 +46,7 @@ Status MfEncoder::Open() {
   if (status.ok()) status = Start();
   if (!status.ok()) return status;
   header_ = transform_->Header();
-  if (header_.empty()) status = LearnHeader();
-  running_ = status.ok();
-  return status;
+  return header_.empty() ? LearnHeader() : Status::Ok();
 }
 
 Status MfEncoder::Start() {
@@ -93,21 +91,16 @@ Status MfEncoder::EncodeBlank() {
 }
 
 Status MfEncoder::Submit(const EncoderFrame& frame) {
-  if (Status status = Check(frame); !status.ok()) return status;
-  if (Status status = AwaitWanted(); !status.ok()) return status;
-  const D3d11Picture* picture = D3d11Picture::From(*frame.picture);
-  Status status = transform_->Put(*picture->texture(), picture->sub_resource(), frame.pts,
-                                  pictures_.IsKeyframe(frame));
-  if (status.ok()) pictures_.Add(frame);
-  return status;
-}
-
-Status MfEncoder::Check(const EncoderFrame& frame) const {
-  if (!running_) return {StatusCode::DriverError, "encoder not initialised"};
-  if (draining_) return {StatusCode::InvalidArgument, "Submit after Drain"};
   const D3d11Picture* picture = nullptr;
-  if (Status status = FrameTexture(frame, settings_, picture); !status.ok()) return status;
-  return pictures_.CheckRoom();
+  Status status = FrameTexture(frame, settings_, picture);
+  if (status.ok()) status = pictures_.CheckNext();
+  if (status.ok()) status = AwaitWanted();
+  if (status.ok()) {
+    status = transform_->Put(*picture->texture(), picture->sub_resource(), frame.pts,
+                             pictures_.IsKeyframe(frame));
+  }
+  if (status.ok()) pictures_.Add(frame, frame.pts);
+  return status;
 }
 
 Status MfEncoder::AwaitWanted() {
@@ -152,7 +145,6 @@ Status MfEncoder::Keep(IMFSample& sample) {
 
 CollectResult MfEncoder::Collect(EncodedPacket& packet, Status& status) {
   status = Status::Ok();
-  if (!running_) return CollectResult::NothingYet;
   // Read first: what it has is told before that it has given all.
   const bool drained = transform_->events().Drained();
   for (bool taken = true; taken && status.ok() && !pictures_.HasPacket();) status = Receive(taken);
@@ -166,10 +158,7 @@ CollectResult MfEncoder::Collect(EncodedPacket& packet, Status& status) {
 }
 
 Status MfEncoder::Drain() {
-  if (!running_) return {StatusCode::DriverError, "encoder not initialised"};
-  if (draining_) return Status::Ok();
-  draining_ = true;
-  return transform_->Drain();
+  return pictures_.BeginDrain() ? transform_->Drain() : Status::Ok();
 }
 
 }  // namespace orventa

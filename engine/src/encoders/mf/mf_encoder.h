@@ -35,7 +35,6 @@ class MfEncoder final : public IVideoEncoder {
   Status Start();
   Status LearnHeader();
   Status EncodeBlank();
-  Status Check(const EncoderFrame& frame) const;
   // Until the transform wants a picture, taking packets out of it meanwhile.
   Status AwaitWanted();
   // Takes what the transform told that it has, if it did.
@@ -47,10 +46,8 @@ class MfEncoder final : public IVideoEncoder {
   const EncoderSettings settings_;
   MfSession session_;  // outlives everything below
   std::optional<MfTransform> transform_;
-  bool running_ = false;
   std::vector<uint8_t> header_;
   PictureQueue pictures_;
-  bool draining_ = false;
 };
 
 }  // namespace orventa

@@ -7,36 +7,25 @@
 //   nvenc_backend.cpp what there is on an adapter
 #pragma once
 
-#include "encoders/encoder.h"
-#include "media/media_win/adapter_facts.h"
+#include "encoders/encoders_win/card_backend.h"
 
 namespace orventa {
 
 class NvencApi;
 
-class NvencBackend final : public IEncoderBackend {
- public:
-  // Both are called at each use. The library that is given lives for the whole process.
-  using Library = const NvencApi& (*)();
-  using FindAdapter = AdapterFacts (*)(const GraphicsDevice&);
-  NvencBackend(Library library, FindAdapter find_adapter)
-      : library_(library), find_adapter_(find_adapter) {}
+struct NvencCard {
+  using Library = NvencApi;
+  static constexpr std::string_view kName = "NVENC";
+  static constexpr uint32_t kVendor = 0x10DE;
 
-  std::string_view Name() const override { return "NVENC"; }
-  std::string LoadMessage() const override;
-  bool Supports(const GraphicsDevice& device) override;
-  Status Probe(GraphicsDevice& device, EncoderCaps& caps) override;
-  std::vector<Codec> Capabilities() const override;
-  std::vector<EncoderPreset> Presets() const override;
-  Status Create(GraphicsDevice& device, const EncoderSettings& settings,
-                std::unique_ptr<IVideoEncoder>& encoder) override;
-
- private:
-  // The adapter of the device, once both it and the library are there.
-  Status Find(const GraphicsDevice& device, AdapterFacts& adapter) const;
-
-  const Library library_;
-  const FindAdapter find_adapter_;
+  static Status Loaded(const Library& library);
+  static std::vector<EncoderPreset> Presets();
+  static Status Probe(const Library& library, const AdapterFacts& adapter,
+                      std::vector<CodecCaps>& codecs);
+  static Status Open(const Library& library, const AdapterFacts& adapter,
+                     const EncoderSettings& settings, std::unique_ptr<IVideoEncoder>& encoder);
 };
+
+using NvencBackend = CardBackend<NvencCard>;
 
 }  // namespace orventa

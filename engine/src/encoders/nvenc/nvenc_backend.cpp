@@ -9,8 +9,6 @@ namespace {
 
 using namespace nvenc;
 
-constexpr uint32_t kNvidia = 0x10DE;
-
 Status ReadCaps(const NvencSession& session, Codec codec, CodecCaps& caps) {
   const auto ask = [&](uint32_t what, int& value) {
     NV_ENC_CAPS_PARAM params{};
@@ -41,62 +39,37 @@ Status ReadCaps(const NvencSession& session, Codec codec, CodecCaps& caps) {
 
 }  // namespace
 
-std::string NvencBackend::LoadMessage() const {
-  return library_().failure().message();
+Status NvencCard::Loaded(const NvencApi& api) {
+  return api.failure();
 }
 
-Status NvencBackend::Find(const GraphicsDevice& device, AdapterFacts& adapter) const {
-  adapter = find_adapter_(device);
-  if (!adapter.device) return {StatusCode::InvalidArgument, "null D3D11 device"};
-  return library_().failure();
-}
-
-bool NvencBackend::Supports(const GraphicsDevice& device) {
-  AdapterFacts adapter;
-  return Find(device, adapter).ok() && adapter.vendor_id == kNvidia;
-}
-
-Status NvencBackend::Probe(GraphicsDevice& device, EncoderCaps& caps) {
-  caps = {};
-  caps.name = std::string(Name());
-  caps.device_name = device.AdapterName();
-  AdapterFacts adapter;
-  if (Status status = Find(device, adapter); !status.ok()) return status;
-  NvencSession session(library_());
-  Status status = session.Open(*adapter.device.Get(), "nvEncOpenEncodeSessionEx(probe)");
-  std::vector<Codec> codecs;
-  if (status.ok()) status = session.ListCodecs(codecs);
-  for (const Codec codec : codecs) {
-    CodecCaps row;
-    if (status.ok()) status = ReadCaps(session, codec, row);
-    if (status.ok()) caps.codecs.push_back(row);
-  }
-  return status;
-}
-
-std::vector<Codec> NvencBackend::Capabilities() const {
-  return {Codec::H264, Codec::Hevc, Codec::Av1};
-}
-
-std::vector<EncoderPreset> NvencBackend::Presets() const {
+std::vector<EncoderPreset> NvencCard::Presets() {
   std::vector<EncoderPreset> presets;
-  for (const Codec codec : Capabilities()) {
+  for (const Codec codec : {Codec::H264, Codec::Hevc, Codec::Av1}) {
     for (EncoderPreset& preset : NvencPresets(codec)) presets.push_back(std::move(preset));
   }
   return presets;
 }
 
-Status NvencBackend::Create(GraphicsDevice& device, const EncoderSettings& settings,
-                            std::unique_ptr<IVideoEncoder>& encoder) {
-  encoder.reset();
-  AdapterFacts adapter;
-  if (Status status = Find(device, adapter); !status.ok()) return status;
+Status NvencCard::Probe(const NvencApi& api, const AdapterFacts& adapter,
+                        std::vector<CodecCaps>& codecs) {
+  NvencSession session(api);
+  Status status = session.Open(*adapter.device.Get(), "nvEncOpenEncodeSessionEx(probe)");
+  std::vector<Codec> listed;
+  if (status.ok()) status = session.ListCodecs(listed);
+  for (const Codec codec : listed) {
+    CodecCaps row;
+    if (status.ok()) status = ReadCaps(session, codec, row);
+    if (status.ok()) codecs.push_back(row);
+  }
+  return status;
+}
+
+Status NvencCard::Open(const NvencApi& api, const AdapterFacts& adapter,
+                       const EncoderSettings& settings, std::unique_ptr<IVideoEncoder>& encoder) {
   EncoderSettings effective;
   if (Status status = NvencSettings(settings, effective); !status.ok()) return status;
-  auto made = std::make_unique<NvencEncoder>(library_(), adapter, std::move(effective));
-  if (Status status = made->Open(); !status.ok()) return status;
-  encoder = std::move(made);
-  return Status::Ok();
+  return OpenCardEncoder<NvencEncoder>(api, adapter, std::move(effective), encoder);
 }
 
 }  // namespace orventa
