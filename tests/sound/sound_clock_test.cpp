@@ -17,8 +17,15 @@ constexpr uint64_t kStartNs = 1000 * kNsPerSecond;
 // A device that plays one long signal, in packets, by a clock of its own.
 class Device {
  public:
-  Device(SoundClock& clock, uint32_t rate, double ppm = 0)
-      : clock_(clock), rate_(rate), ns_a_frame_(1e9 / (rate * (1 + ppm * 1e-6))) {}
+  Device(SoundClock& clock, uint32_t rate, double ppm = 0) : clock_(clock), rate_(rate) {
+    Drift(ppm);
+  }
+  // From now on.
+  void Drift(double ppm) {
+    const uint64_t now_ns = TimeOf(frame);
+    ns_a_frame_ = 1e9 / (rate_ * (1 + ppm * 1e-6));
+    start_ns += now_ns - TimeOf(frame);
+  }
 
   // The sample of a frame, the same left, its half right.
   std::function<float(uint64_t)> signal = [](uint64_t) { return 0.0F; };
@@ -45,7 +52,7 @@ class Device {
  private:
   SoundClock& clock_;
   const uint32_t rate_;
-  const double ns_a_frame_;
+  double ns_a_frame_ = 0;
   std::vector<float> packet_;
 };
 
@@ -142,6 +149,11 @@ TEST(SoundClockTest, AnHourOfADriftingClockStaysInStep) {
     }
     pulled += out.size() / 2;
   }
+  const auto slope_ppm = [&] { return (clock.slope() * kRate / 1e9 - 1) * 1e6; };
+  EXPECT_NEAR(slope_ppm(), -199.96, 0.01);
+  device.Drift(-300);
+  device.Play(9000);
+  EXPECT_NEAR(slope_ppm(), 300.09, 0.01) << "what is older than 8 seconds is forgotten";
   EXPECT_EQ(clock.frames_inserted() + clock.frames_dropped(), 0U);
 }
 

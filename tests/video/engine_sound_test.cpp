@@ -136,6 +136,15 @@ TEST(EngineSound, LiveSettingsBuildNothingAnewAndOthersDo) {
   EXPECT_GT(rig.Look().buffered_seconds, 5) << "the picture stays";
 }
 
+TEST(EngineSound, DoesNotWaitForSlotsThatAreFarApart) {
+  SoundRig rig;
+  rig.config.video.fps = 1;
+  rig.StartOnWindow(4 * kSec);
+  const auto& heard = rig.sound.encoders.at(0)->heard;
+  ASSERT_GT(heard.size(), 10U);
+  for (size_t i = 1; i < heard.size(); ++i) EXPECT_LE(heard[i].samples.size(), 2U * 4800) << i;
+}
+
 TEST(EngineSound, TellsDevicesAndTrouble) {
   SoundRig rig;
   rig.config.audio.microphone = true;

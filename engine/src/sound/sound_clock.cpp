@@ -19,8 +19,8 @@ constexpr double kLongGapNs = kSecond;
 constexpr double kEarlyNs = -20e6;
 constexpr uint32_t kEarlyPackets = 50;
 
-constexpr double kFitSpanNs = 8 * kSecond;
-constexpr double kSlopeSpanNs = 2 * kSecond;
+constexpr int64_t kFitSpanNs = 8 * static_cast<int64_t>(kNsPerSecond);
+constexpr int64_t kSlopeSpanNs = 2 * static_cast<int64_t>(kNsPerSecond);
 constexpr size_t kSlopePoints = 3;
 constexpr double kSlopeLimit = 2000e-6;  // of the nominal one; no clock is worse
 
@@ -67,6 +67,33 @@ void FrameStore::MakeRoom(size_t count) {
   first_ = 0;
 }
 
+void SoundLine::Add(Point point) {
+  points_.push_back(point);
+  Count(point, 1);
+}
+
+void SoundLine::DropOldest() {
+  Count(points_.take_front(), -1);
+}
+
+void SoundLine::Clear() {
+  while (points_.size() > 0) (void)points_.take_front();
+  frames_ = times_ = squares_ = products_ = 0;
+}
+
+void SoundLine::Count(Point point, int sign) {
+  frames_ += sign * point.frame;
+  times_ += sign * point.time;
+  squares_ += sign * Wide{point.frame} * point.frame;
+  products_ += sign * Wide{point.frame} * point.time;
+}
+
+double SoundLine::Slope() const {
+  const auto count = static_cast<Wide>(points_.size());
+  return static_cast<double>(count * products_ - frames_ * times_) /
+         static_cast<double>(count * squares_ - frames_ * frames_);
+}
+
 SoundClock::SoundClock(uint32_t output_rate, uint32_t input_rate, Instructions instructions)
     : output_rate_(output_rate),
       resampler_(ResamplerFor(instructions)),
@@ -95,16 +122,16 @@ void SoundClock::SetOrigin(uint64_t origin_ns, uint64_t frames_delivered) {
 void SoundClock::Push(std::span<const float> frames, uint64_t time_ns) {
   const size_t count = frames.size() / 2;
   if (count == 0) return;
-  double time = 0;
+  int64_t time = 0;
   if (time_ns != 0 && TakeTime(time_ns, time)) Fit(time);
   Append(frames.data(), count);
 }
 
-bool SoundClock::TakeTime(uint64_t time_ns, double& time) {
-  if (!fitted_ && points_.empty() && held_.size() == 0) time_base_ns_ = time_ns;
-  time = static_cast<double>(static_cast<int64_t>(time_ns - time_base_ns_));
+bool SoundClock::TakeTime(uint64_t time_ns, int64_t& time) {
+  if (!fitted_ && held_.size() == 0) time_base_ns_ = time_ns;
+  time = static_cast<int64_t>(time_ns - time_base_ns_);
   if (!fitted_) return true;
-  const double late = time - FrameTime(static_cast<double>(next_index_));
+  const double late = static_cast<double>(time) - FrameTime(static_cast<double>(next_index_));
   if (late < kEarlyNs) {
     if (++early_count_ < kEarlyPackets) return false;
     Restart(time_ns, time);
@@ -121,7 +148,7 @@ bool SoundClock::TakeTime(uint64_t time_ns, double& time) {
   return true;
 }
 
-void SoundClock::Restart(uint64_t time_ns, double& time) {
+void SoundClock::Restart(uint64_t time_ns, int64_t& time) {
   DropHeld();
   time_base_ns_ = time_ns;
   time = 0;
@@ -130,37 +157,21 @@ void SoundClock::Restart(uint64_t time_ns, double& time) {
 void SoundClock::DropHeld() {
   held_.DropFront(held_.size());
   first_index_ = next_index_;
-  while (!points_.empty()) points_.take_front();
+  line_.Clear();
   fitted_ = false;
   slope_ = nominal_;
   early_count_ = 0;
 }
 
-// Least squares over the newest seconds, counted from their oldest point, so that
-// no digits are lost to a run of days.
-void SoundClock::Fit(double time) {
-  points_.push_back({static_cast<double>(next_index_), time});
-  while (points_.size() > 2 && time - points_.front().time > kFitSpanNs) points_.take_front();
-  const FitPoint oldest = points_.front();
-  const auto count = static_cast<double>(points_.size());
-  double frames = 0;
-  double times = 0;
-  double squares = 0;
-  double products = 0;
-  for (size_t i = 0; i < points_.size(); ++i) {
-    const double frame = points_[i].frame - oldest.frame;
-    const double since = points_[i].time - oldest.time;
-    frames += frame;
-    times += since;
-    squares += frame * frame;
-    products += frame * since;
-  }
-  mean_frame_ = oldest.frame + frames / count;
-  mean_time_ = oldest.time + times / count;
+void SoundClock::Fit(int64_t time) {
+  line_.Add({next_index_, time});
+  while (line_.size() > 2 && time - line_.oldest().time > kFitSpanNs) line_.DropOldest();
+  mean_frame_ = line_.MeanFrame();
+  mean_time_ = line_.MeanTime();
   slope_ = nominal_;
   fitted_ = true;
-  if (points_.size() < kSlopePoints || time - oldest.time < kSlopeSpanNs) return;
-  const double slope = (products - frames * times / count) / (squares - frames * frames / count);
+  if (line_.size() < kSlopePoints || time - line_.oldest().time < kSlopeSpanNs) return;
+  const double slope = line_.Slope();
   if (std::abs(slope / nominal_ - 1) < kSlopeLimit) slope_ = slope;
 }
 

@@ -32,6 +32,38 @@ class FrameStore {
   size_t size_ = 0;
 };
 
+// The straight line through the points (frame, time in ns) of a stretch of sound. Sums
+// of whole numbers are exact: they stay so for as long as points come and go.
+class SoundLine {
+ public:
+  struct Point {
+    int64_t frame = 0;
+    int64_t time = 0;
+  };
+  size_t size() const { return points_.size(); }
+  const Point& oldest() const { return points_.front(); }
+  void Add(Point point);
+  void DropOldest();
+  void Clear();
+
+  double MeanFrame() const { return static_cast<double>(frames_) / Count(); }
+  double MeanTime() const { return static_cast<double>(times_) / Count(); }
+  // Of least squares, ns a frame; no number for fewer than two frames.
+  double Slope() const;
+
+ private:
+  __extension__ using Wide = __int128;
+
+  double Count() const { return static_cast<double>(points_.size()); }
+  void Count(Point point, int sign);
+
+  Ring<Point> points_;
+  Wide frames_ = 0;
+  Wide times_ = 0;
+  Wide squares_ = 0;
+  Wide products_ = 0;
+};
+
 class SoundClock {
  public:
   // Rates in Hz, neither of them 0.
@@ -58,17 +90,11 @@ class SoundClock {
   uint64_t frames_dropped() const { return dropped_; }
 
  private:
-  // Time since `time_base_ns_` at which a frame stood.
-  struct FitPoint {
-    double frame = 0;
-    double time = 0;
-  };
-
   double FrameTime(double frame) const { return (frame - mean_frame_) * slope_ + mean_time_; }
   // False: the packet comes too early and leaves the fit alone.
-  bool TakeTime(uint64_t time_ns, double& time);
-  void Restart(uint64_t time_ns, double& time);
-  void Fit(double time);
+  bool TakeTime(uint64_t time_ns, int64_t& time);
+  void Restart(uint64_t time_ns, int64_t& time);
+  void Fit(int64_t time);
   void DropHeld();
   void Append(const float* frames, size_t count);
   // The step of the input for one output frame, after the read position was
@@ -90,7 +116,7 @@ class SoundClock {
   int64_t first_index_ = 0;  // of the first frame held
   int64_t next_index_ = 0;
 
-  Ring<FitPoint> points_;
+  SoundLine line_;  // of times since `time_base_ns_`
   bool fitted_ = false;
   uint64_t time_base_ns_ = 0;
   double mean_frame_ = 0;

@@ -112,10 +112,13 @@ bool FrameLoop::MustLeave() const {
 
 bool FrameLoop::SleepUntilSlot(uint64_t slot_at_ns) {
   IClock& clock = core_.clock();
-  for (;;) {
+  for (bool slept = false;; slept = true) {
     const uint64_t now_ns = clock.SteadyNs();
     if (now_ns >= slot_at_ns) return true;
     if (MustLeave()) return false;
+    // At a few frames a second the slots are too far apart for it: a capture holds no
+    // more than a second, and the talk key is looked at each time.
+    if (slept) PumpSound(now_ns);
     clock.SleepUntil(std::min(slot_at_ns, now_ns + kLongestSleepNs));
   }
 }
