@@ -74,7 +74,7 @@ class EngineWinTest : public testing::Test {
     EXPECT_EQ(system.breach, "");
     EXPECT_EQ(system.alive, 0);
     EXPECT_STREQ(fake_nvenc.breach, "");
-    EXPECT_EQ(fake_nvenc.sessions, 0);
+    EXPECT_EQ(fake_nvenc.alive, 0);
   }
 
   ConverterParts Parts() {

@@ -1,49 +1,39 @@
-// What stands for a display driver: a texture that is nothing but its references, a
-// device without even those, for encoders that only hand them on, and the libraries.
+// What fakes of drivers' encoders have in common: which call is to fail, what is alive,
+// who broke a rule first, and headers that look like ones. For those that are libraries,
+// this lies in the DLL.
 #pragma once
 
-#include <windows.h>
-
-#include <d3d11.h>
-
+#include <cstdint>
+#include <cstdio>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "base/base_win/win32.h"
 
 namespace orventa {
 
-// COM's interfaces have no virtual destructor, and nobody deletes through one.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+struct FakeDriver {
+  // Knobs.
+  bool has_av1 = true;
+  const char* failing_call = "";  // "AMFInit", "nvEncMapInputResource", "ProcessInput", ...
+  int32_t failure = 0;            // what it answers
 
-class FakeTexture final : public ID3D11Texture2D {
- public:
-  ULONG references = 0;
+  // Seen.
+  int alive = 0;          // objects, or sessions
+  char breach[256] = "";  // the first one
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-  ULONG STDMETHODCALLTYPE Release() override { return --references; }
-  void STDMETHODCALLTYPE GetDevice(ID3D11Device** device) override { *device = nullptr; }
-  HRESULT STDMETHODCALLTYPE GetPrivateData(REFGUID, UINT*, void*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE SetPrivateData(REFGUID, UINT, const void*) override {
-    return E_NOTIMPL;
+  bool Refuses(std::string_view call) const { return call == failing_call; }
+  void Break(const std::string& rule) {
+    if (breach[0] == '\0') std::snprintf(breach, sizeof(breach), "%s", rule.c_str());
   }
-  HRESULT STDMETHODCALLTYPE SetPrivateDataInterface(REFGUID, const IUnknown*) override {
-    return E_NOTIMPL;
-  }
-  void STDMETHODCALLTYPE GetType(D3D11_RESOURCE_DIMENSION* type) override {
-    *type = D3D11_RESOURCE_DIMENSION_TEXTURE2D;
-  }
-  void STDMETHODCALLTYPE SetEvictionPriority(UINT) override {}
-  UINT STDMETHODCALLTYPE GetEvictionPriority() override { return 0; }
-  void STDMETHODCALLTYPE GetDesc(D3D11_TEXTURE2D_DESC* description) override { *description = {}; }
 };
 
-#pragma GCC diagnostic pop
-
-// Its references are those of a texture; every other call would crash.
-inline ID3D11Device* FakeD3d11Device(FakeTexture& stand_in) {
-  return reinterpret_cast<ID3D11Device*>(&stand_in);
+// Parameter sets that hold nothing; AV1's behind a temporal delimiter.
+inline std::vector<uint8_t> FakeHeader(uint32_t codec) {
+  if (codec == 0) return {0, 0, 0, 1, 0x67, 0x80, 0, 0, 0, 1, 0x68, 0x80};
+  if (codec == 2) return {0x12, 0, 0x0A, 2, 0, 0x80};
+  return {0, 0, 0, 1, 0x40, 1, 0x80, 0, 0, 0, 1, 0x42, 1, 0x80, 0, 0, 0, 1, 0x44, 1, 0x80};
 }
 
 // A fake library of that name, beside the test program, wherever that was started from.

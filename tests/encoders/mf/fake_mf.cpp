@@ -6,11 +6,9 @@
 #include <cstring>
 #include <deque>
 #include <map>
-#include <optional>
 #include <vector>
 
 #include "encoders/mf/mf_names.h"
-#include "tests/encoders/grey_h264.h"
 #include "tests/fakes_win/mf_stand_in.h"
 
 namespace orventa {
@@ -27,37 +25,34 @@ struct Less {
 };
 
 HRESULT Breach(const std::string& rule, HRESULT result = E_UNEXPECTED) {
-  if (fake_mf.breach.empty()) fake_mf.breach = rule;
+  fake_mf.Break(rule);
   return result;
 }
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-// What it does not know of its properties.
+// What nobody asks of its properties.
 class NoCodecApi : public ICodecAPI {
  public:
-  HRESULT STDMETHODCALLTYPE IsModifiable(const GUID*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetParameterRange(const GUID*, VARIANT*, VARIANT*, VARIANT*) override {
-    return E_NOTIMPL;
+#define ORVENTA_NOT_HERE(name, ...)                      \
+  HRESULT STDMETHODCALLTYPE name(__VA_ARGS__) override { \
+    return E_NOTIMPL;                                    \
   }
-  HRESULT STDMETHODCALLTYPE GetParameterValues(const GUID*, VARIANT**, ULONG*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE GetDefaultValue(const GUID*, VARIANT*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetValue(const GUID*, VARIANT*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE RegisterForEvent(const GUID*, LONG_PTR) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE UnregisterForEvent(const GUID*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE SetAllDefaults() override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE SetValueWithNotify(const GUID*, VARIANT*, GUID**, ULONG*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE SetAllDefaultsWithNotify(GUID**, ULONG*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetAllSettings(IStream*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE SetAllSettings(IStream*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE SetAllSettingsWithNotify(IStream*, GUID**, ULONG*) override {
-    return E_NOTIMPL;
-  }
+  ORVENTA_NOT_HERE(IsModifiable, const GUID*)
+  ORVENTA_NOT_HERE(GetParameterRange, const GUID*, VARIANT*, VARIANT*, VARIANT*)
+  ORVENTA_NOT_HERE(GetParameterValues, const GUID*, VARIANT**, ULONG*)
+  ORVENTA_NOT_HERE(GetDefaultValue, const GUID*, VARIANT*)
+  ORVENTA_NOT_HERE(GetValue, const GUID*, VARIANT*)
+  ORVENTA_NOT_HERE(RegisterForEvent, const GUID*, LONG_PTR)
+  ORVENTA_NOT_HERE(UnregisterForEvent, const GUID*)
+  ORVENTA_NOT_HERE(SetAllDefaults)
+  ORVENTA_NOT_HERE(SetValueWithNotify, const GUID*, VARIANT*, GUID**, ULONG*)
+  ORVENTA_NOT_HERE(SetAllDefaultsWithNotify, GUID**, ULONG*)
+  ORVENTA_NOT_HERE(GetAllSettings, IStream*)
+  ORVENTA_NOT_HERE(SetAllSettings, IStream*)
+  ORVENTA_NOT_HERE(SetAllSettingsWithNotify, IStream*, GUID**, ULONG*)
+#undef ORVENTA_NOT_HERE
 };
 
 class FakeTransform;
@@ -114,9 +109,11 @@ class FakeTransform final : public MfStandIn<IMFTransform>,
     if (!has_manager_) return Breach("a type before the device");
     fake_mf.out = type;
     new_type_ = false;
-    grey_.emplace(static_cast<uint32_t>(size >> 32), static_cast<uint32_t>(size));
-    type->GetGUID(MF_MT_SUBTYPE, &subtype_);
-    const std::vector<uint8_t> header = Header();
+    GUID subtype{};
+    type->GetGUID(MF_MT_SUBTYPE, &subtype);
+    const std::vector<uint8_t>& header = header_ = FakeHeader(subtype == MFVideoFormat_HEVC  ? 1
+                                                              : subtype == MFVideoFormat_AV1 ? 2
+                                                                                             : 0);
     if (fake_mf.header_in_type) {
       type->SetBlob(MF_MT_MPEG_SEQUENCE_HEADER, header.data(), static_cast<UINT32>(header.size()));
     }
@@ -125,7 +122,8 @@ class FakeTransform final : public MfStandIn<IMFTransform>,
 
   HRESULT STDMETHODCALLTYPE SetInputType(DWORD, IMFMediaType* type, DWORD) override {
     if (const HRESULT result = Enter("SetInputType"); FAILED(result)) return result;
-    if (!grey_) return Breach("the type of pictures came first", MF_E_TRANSFORM_TYPE_NOT_SET);
+    if (header_.empty())
+      return Breach("the type of pictures came first", MF_E_TRANSFORM_TYPE_NOT_SET);
     fake_mf.in = type;
     return S_OK;
   }
@@ -207,7 +205,7 @@ class FakeTransform final : public MfStandIn<IMFTransform>,
     if (*id == CODECAPI_AVEncVideoForceKeyFrame) {
       if (value->vt != VT_UI4) return Breach("a keyframe by another type");
       force_ = true;
-    } else if (grey_) {
+    } else if (!header_.empty()) {
       return Breach("a property after the types");
     }
     properties[*id] = value->vt == VT_UI8    ? static_cast<int64_t>(value->ullVal)
@@ -257,7 +255,7 @@ class FakeTransform final : public MfStandIn<IMFTransform>,
     attributes_->GetUINT32(MF_TRANSFORM_ASYNC_UNLOCK, &unlocked);
     if (shut_) return Breach(std::string(call) + " after the end", MF_E_SHUTDOWN);
     if (!unlocked) return Breach(std::string(call) + " while locked", MF_E_TRANSFORM_ASYNC_LOCKED);
-    return fake_mf.failing_call == call ? fake_mf.failure : S_OK;
+    return fake_mf.Refuses(call) ? fake_mf.failure : S_OK;
   }
 
   // A device that cannot be reached through the manager is of no use.
@@ -309,18 +307,11 @@ class FakeTransform final : public MfStandIn<IMFTransform>,
     Ask();
   }
 
-  std::vector<uint8_t> Header() const {
-    if (subtype_ == MFVideoFormat_H264) return grey_->Header();
-    if (subtype_ == MFVideoFormat_AV1) return {0x0A, 2, 0, 0x80};
-    return {0, 0, 0, 1, 0x40, 1, 0, 0, 0, 1, 0x42, 1, 0, 0, 0, 1, 0x44, 1};
-  }
-
   void Write(const Picture& picture, IMFSample*& sample) {
     const bool keyframe = picture.keyframe || written_ == 0;
-    std::vector<uint8_t> bytes = grey_->Picture(keyframe);
+    std::vector<uint8_t> bytes = {0, 0, 0, 1, 0x41, 0x80};
     if (keyframe && !fake_mf.header_in_type) {
-      const std::vector<uint8_t> header = Header();
-      bytes.insert(bytes.begin(), header.begin(), header.end());
+      bytes.insert(bytes.begin(), header_.begin(), header_.end());
     }
     ComPtr<IMFMediaBuffer> buffer;
     if (sample == nullptr) {
@@ -343,8 +334,7 @@ class FakeTransform final : public MfStandIn<IMFTransform>,
   ULONG references_ = 1;
   ComPtr<IMFMediaEventQueue> events_;
   ComPtr<IMFAttributes> attributes_;
-  std::optional<GreyH264> grey_;
-  GUID subtype_{};
+  std::vector<uint8_t> header_;  // of the type, once there is one
   std::deque<Picture> inside_;
   std::deque<Picture> ready_;
   uint32_t wanted_ = 0;     // told and not yet given
@@ -378,7 +368,7 @@ HRESULT STDAPICALLTYPE Enumerate(GUID category, UINT32 flags, const MFT_REGISTER
 HRESULT STDAPICALLTYPE Enumerate2(GUID category, UINT32 flags, const MFT_REGISTER_TYPE_INFO* in,
                                   const MFT_REGISTER_TYPE_INFO* out, IMFAttributes* filter,
                                   IMFActivate*** list, UINT32* count) {
-  if (fake_mf.failing_call == "MFTEnum2") return fake_mf.failure;
+  if (fake_mf.Refuses("MFTEnum2")) return fake_mf.failure;
   fake_mf.luid = {};
   filter->GetBlob(kAdapterLuid, reinterpret_cast<UINT8*>(&fake_mf.luid), sizeof(LUID), nullptr);
   return Enumerate(category, flags, in, out, list, count);

@@ -1,23 +1,18 @@
 // A fake hardware transform of Media Foundation: an asynchronous one with textures as
 // input, which keeps the rules of its kind and notes who breaks them. The system finds
-// it as it finds real ones, but among those of this process. H.264 that it gives out
-// decodes (grey pictures). All but its events runs on the test's thread.
+// it as it finds real ones, but among those of this process. All but its events runs on
+// the test's thread.
 #pragma once
 
-#include <windows.h>
-
-#include <string>
-
 #include "base/base_win/media_foundation.h"
+#include "tests/encoders/fakes_win/fake_driver.h"
 
 namespace orventa {
 
-struct FakeMf {
-  // Knobs.
+struct FakeMf : FakeDriver {
   bool async = true;
   bool takes_textures = true;
   bool forces_keyframes = true;
-  bool has_av1 = true;
   bool header_in_type = true;     // else only in the first packet
   bool changes_its_type = false;  // before the first packet
   bool gives_samples = true;
@@ -26,19 +21,14 @@ struct FakeMf {
   uint32_t queue = 4;     // that are taken before packets have to be
   LONGLONG rounding = 0;  // ticks that times come back too late
   const wchar_t* vendor = L"VEN_8086";
-  std::string failing_call;  // "MFTEnum2", "SetOutputType", "ProcessInput", ...
-  HRESULT failure = S_OK;
   GUID refused{};  // a property
 
   // Seen.
-  int alive = 0;
   int started = 0;  // streams
   int taken = 0;    // pictures
   LUID luid{};      // of the adapter that was asked for
   Microsoft::WRL::ComPtr<IMFMediaType> in;
   Microsoft::WRL::ComPtr<IMFMediaType> out;
-
-  std::string breach;  // the first one
 };
 extern FakeMf fake_mf;
 

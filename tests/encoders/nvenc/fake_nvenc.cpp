@@ -1,14 +1,11 @@
 #include "tests/encoders/nvenc/fake_nvenc.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <list>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tests/encoders/grey_h264.h"
@@ -47,19 +44,8 @@ struct Session {
 std::list<Session> sessions;
 
 NVENCSTATUS Breach(const char* call, const char* rule) {
-  const std::string text = std::string(call) + ": " + rule;
-  if (fake.breach[0] == '\0') std::snprintf(fake.breach, sizeof(fake.breach), "%s", text.c_str());
-  if (const char* path = std::getenv("ORVENTA_FAKE_NVENC_REPORT")) {
-    if (std::FILE* file = std::fopen(path, "a")) {
-      std::fprintf(file, "%s\n", text.c_str());
-      std::fclose(file);
-    }
-  }
+  fake.Break(std::string(call) + ": " + rule);
   return NV_ENC_ERR_INVALID_CALL;
-}
-
-bool Refused(const char* call) {
-  return std::string_view(call) == fake.failing_call;
 }
 
 template <typename T>
@@ -83,7 +69,7 @@ bool Zero(const Word (&words)[kCount]) {
   Session* session = Find(sessions, encoder);                                               \
   CHECK(session != nullptr, "no such session");                                             \
   CHECK(session->initialised == (initialised_wanted), "initialised too early or too late"); \
-  if (Refused(kCall)) return fake.failure
+  if (fake.Refuses(kCall)) return fake.failure
 #define VERSION(type, params) CHECK((params)->version == (type{}).version, "struct version")
 
 NVENCSTATUS Open(NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS* params, void** encoder) {
@@ -92,10 +78,9 @@ NVENCSTATUS Open(NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS* params, void** encoder) {
   CHECK(params->apiVersion == NVENCAPI_VERSION && params->reserved == nullptr, "api version");
   CHECK(Zero(params->reserved1) && Zero(params->reserved2), "reserved fields");
   CHECK(params->deviceType == NV_ENC_DEVICE_TYPE_DIRECTX && params->device != nullptr, "device");
-  fake.device = params->device;
   *encoder = &sessions.emplace_back();  // as the real one may, also on failure
-  ++fake.sessions;
-  return Refused(kCall) ? fake.failure : NV_ENC_SUCCESS;
+  ++fake.alive;
+  return fake.Refuses(kCall) ? fake.failure : NV_ENC_SUCCESS;
 }
 
 NVENCSTATUS Destroy(void* encoder) {
@@ -104,7 +89,7 @@ NVENCSTATUS Destroy(void* encoder) {
   CHECK(session != nullptr, "no such session");
   const bool clean = session->resources.empty() && session->buffers.empty();
   sessions.remove_if([&](const Session& one) { return &one == session; });
-  --fake.sessions;
+  --fake.alive;
   CHECK(clean, "something was left in the session");
   return NV_ENC_SUCCESS;
 }
@@ -188,7 +173,6 @@ NVENCSTATUS CreateBuffer(void* encoder, NV_ENC_CREATE_BITSTREAM_BUFFER* params) 
   ENTER("nvEncCreateBitstreamBuffer", true);
   VERSION(NV_ENC_CREATE_BITSTREAM_BUFFER, params);
   params->bitstreamBuffer = &session->buffers.emplace_back();
-  ++fake.buffers;
   return NV_ENC_SUCCESS;
 }
 
@@ -197,7 +181,6 @@ NVENCSTATUS DestroyBuffer(void* encoder, NV_ENC_OUTPUT_PTR handle) {
   Buffer* buffer = Find(session->buffers, handle);
   CHECK(buffer != nullptr && buffer->state != Buffer::State::Locked, "no such buffer, or locked");
   session->buffers.remove_if([&](const Buffer& one) { return &one == buffer; });
-  --fake.buffers;
   return NV_ENC_SUCCESS;
 }
 
@@ -344,14 +327,8 @@ NVENCSTATUS Unlock(void* encoder, NV_ENC_OUTPUT_PTR handle) {
 NVENCSTATUS SequenceParams(void* encoder, NV_ENC_SEQUENCE_PARAM_PAYLOAD* params) {
   ENTER("nvEncGetSequenceParams", true);
   VERSION(NV_ENC_SEQUENCE_PARAM_PAYLOAD, params);
-  std::vector<uint8_t> header;
-  if (session->h264) {
-    header = session->h264->Header();
-  } else if (fake.init.encodeGUID == NV_ENC_CODEC_HEVC_GUID) {
-    header = {0, 0, 0, 1, 0x40, 1, 0x80, 0, 0, 0, 1, 0x42, 1, 0x80, 0, 0, 0, 1, 0x44, 1, 0x80};
-  } else {
-    header = {0x12, 0x00, 0x0A, 0x02, 0x00, 0x80};
-  }
+  const uint32_t other = fake.init.encodeGUID == NV_ENC_CODEC_HEVC_GUID ? 1 : 2;
+  const std::vector<uint8_t> header = session->h264 ? session->h264->Header() : FakeHeader(other);
   if (params->inBufferSize < header.size()) return NV_ENC_ERR_INVALID_PARAM;
   std::memcpy(params->spsppsBuffer, header.data(), header.size());
   *params->outSPSPPSPayloadSize = static_cast<uint32_t>(header.size());
@@ -371,7 +348,7 @@ __declspec(dllexport) orventa::nvenc::NVENCSTATUS
     NvEncodeAPIGetMaxSupportedVersion(uint32_t* version) {
   using namespace orventa::nvenc;
   *version = fake.max_version;
-  return Refused("NvEncodeAPIGetMaxSupportedVersion") ? fake.failure : NV_ENC_SUCCESS;
+  return fake.Refuses("NvEncodeAPIGetMaxSupportedVersion") ? fake.failure : NV_ENC_SUCCESS;
 }
 
 __declspec(dllexport) orventa::nvenc::NVENCSTATUS
@@ -379,7 +356,7 @@ __declspec(dllexport) orventa::nvenc::NVENCSTATUS
   using namespace orventa::nvenc;
   constexpr const char* kCall = "NvEncodeAPICreateInstance";
   VERSION(NV_ENCODE_API_FUNCTION_LIST, list);
-  if (Refused(kCall)) return fake.failure;
+  if (fake.Refuses(kCall)) return fake.failure;
   list->nvEncGetEncodeGUIDCount = GuidCount;
   list->nvEncGetEncodeGUIDs = Guids;
   list->nvEncGetEncodeCaps = Caps;
