@@ -28,10 +28,17 @@ void AppendLine(std::string& text, std::string_view key, std::string_view value)
 }
 
 void AppendComment(std::string& text, std::string_view comment) {
-  for (const std::string_view line : Split(comment, '\n')) {
-    text += "# ";
-    text += line;
-    text += '\n';
+  constexpr size_t kWidth = 98;  // behind the "# "
+  for (std::string_view rest : Split(comment, '\n')) {
+    const bool wrap = !rest.starts_with(schema::kOnOneLine);
+    if (!wrap) rest.remove_prefix(1);
+    while (!rest.empty()) {
+      const size_t blank = wrap && rest.size() > kWidth ? rest.rfind(' ', kWidth) : rest.npos;
+      text += "# ";
+      text += rest.substr(0, blank);
+      text += '\n';
+      rest.remove_prefix(blank == rest.npos ? rest.size() : blank + 1);
+    }
   }
 }
 

@@ -45,35 +45,30 @@ void AppendReaders(Settings& rows) {
         {"game_events", std::move(key), std::move(value), Effect::None, std::move(comment)});
   };
   add("enabled", Bool(At<&C::game_events, &G::enabled>),
-      "true listens to what Counter-Strike 2 reports of itself and marks it on the timeline. The "
-      "game\n"
-      "sends this to your own computer only; nothing leaves it.");
+      "true listens to what Counter-Strike 2 reports of a match and marks it on the timeline. The "
+      "game sends this to your own computer only; nothing leaves it.");
   add("port", Number(At<&C::game_events, &G::port>, Ignoring(1, 65535)),
       "The port on this computer that games report to, 1 to 65535. Change it only if another "
-      "program\n"
-      "has it.");
+      "program has it.");
   add("report_ms", Number(At<&C::game_events, &G::report_ms>, Ignoring(20, 5000)),
       "How often a game may report, in milliseconds, 20 to 5000. It decides how late a mark "
-      "lands:\n"
-      "at 500 a kill is marked visibly after it happened, and at 100 it is not.");
+      "lands:\nat 500 a kill is marked visibly after it happened, and at 100 it is not.");
   add("league_enabled", Bool(At<&C::game_events, &G::league_enabled>),
-      "true asks League of Legends what happens while it runs. Costs nothing while it does not.");
+      "true asks League of Legends, while it runs, what happens, and marks it on the timeline.");
   add("league_poll_ms", Number(At<&C::game_events, &G::league_poll_ms>, Ignoring(100, 5000)),
       "How often League of Legends is asked, in milliseconds, 100 to 5000.");
   add("dota_enabled", Bool(At<&C::game_events, &G::dota_enabled>),
-      "true listens to Dota 2, too. Steam has to start it with -gamestateintegration among the "
-      "game's\n"
-      "launch options.");
+      "true listens to Dota 2 and marks what happens on the timeline. For this, "
+      "-gamestateintegration must stand in the game's launch options in Steam.");
   add("rocket_league_enabled", Bool(At<&C::game_events, &G::rocket_league_enabled>),
-      "true has Rocket League open a socket that tells what happens, and reads it, from the next "
-      "start of\n"
-      "the game on. Other computers in your network could reach that socket, too, so it is off "
-      "unless you\n"
-      "want it.");
+      "true has Rocket League tell what happens in a match, from its next start on, and marks it "
+      "on the timeline. Other computers in your network can then listen to the game, too, so it is "
+      "off unless you want it.");
   add("rocket_league_port", Number(At<&C::game_events, &G::rocket_league_port>, Ignoring(1, 65535)),
-      "The port on this computer where Rocket League tells them, 1 to 65535.");
+      "The port on this computer where Rocket League tells it, 1 to 65535. Change it only if "
+      "another program has it.");
   add("rocket_league_rate", Number(At<&C::game_events, &G::rocket_league_rate>, Ignoring(1, 120)),
-      "How many times a second Rocket League tells them, 1 to 120. 10 is soon enough for marks.");
+      "How many times a second Rocket League tells it, 1 to 120. 10 is quick enough for marks.");
 }
 
 void AppendMarks(Settings& rows) {
@@ -90,10 +85,9 @@ void AppendMarks(Settings& rows) {
 
 void AppendActions(Settings& rows) {
   std::string heading =
-      "What an event does besides marking the timeline: none, save_clip, save_replay, screenshot,\n"
-      "start_recording or stop_recording. It does so whether or not it marks.\n"
-      "This is how a recording can cover a match rather than a session: start_recording on "
-      "match_start, "
+      "What an event does besides marking the timeline: none, save_clip, save_replay, screenshot, "
+      "start_recording or stop_recording. This works for events that do not mark as well.\n|This "
+      "is how a recording can cover a match rather than a session: start_recording on match_start, "
       "stop_recording on match_end.\n";
   for (const GameEventRow& event : GameEventTable()) {
     rows.push_back(

@@ -72,37 +72,35 @@ void AppendInputOverlay(Settings& rows) {
   };
   add("enabled", Bool(At<&C::input_overlay, &I::enabled>),
       "true keeps your key, mouse and controller presses with each clip, so that they can be shown "
-      "over\n"
-      "it. They are sealed to your account on this computer.");
+      "over it. They are sealed to your account on this computer.");
   add("look", Words(At<&C::input_overlay, &I::look>, {"ember", "outline", "held"}),
       "ember lets a pressed key glow and fade, outline draws borders only, held shows only the "
-      "keys\n"
-      "that are down.");
-  add("color", Colour(At<&C::input_overlay, &I::color>), "The colour of a pressed key as #RRGGBB.");
+      "keys that are down.");
+  add("color", Colour(At<&C::input_overlay, &I::color>),
+      "The colour of a pressed key as #RRGGBB: two hex digits each for red, green and blue.");
   add("background", Number(At<&C::input_overlay, &I::background>, Ignoring(0, 100)),
       "How solid the keys' background is, in percent: 0 is clear, 100 hides the game behind it.");
   add("size", Words(At<&C::input_overlay, &I::size>, kSizes),
-      "small, medium or large. Counts while pitch is 0.");
+      "How large it is: small, medium or large. Counts while pitch is 0.");
   add("pitch", ZeroOr(At<&C::input_overlay, &I::pitch>, 0.005, 0.25),
-      "The size to the point: a key's width as a share of the picture's, 0.005 to 0.25. 0 goes by "
-      "size.");
+      "An exact size instead of size: how wide a key is, as a part of the picture's width, 0.005 "
+      "to 0.25. 0 uses size.");
   add("keyboard",
       Words(At<&C::input_overlay, &I::keyboard>, {"wasd", "wasd_numbers", "60", "tkl", "full"}),
-      "How much of the keyboard is shown: wasd, wasd_numbers, 60 percent, tkl (all but the number "
-      "pad)\n"
-      "or full.");
+      "How much of the keyboard is shown: wasd, wasd_numbers (with the row of numbers), 60 "
+      "(letters and numbers), tkl (all but the number pad) or full.");
   add("key_shape", Words(At<&C::input_overlay, &I::key_shape>, {"auto", "ansi", "iso"}),
       "The shape of Enter and left Shift: ansi as in the United States, iso as in Europe. auto "
-      "goes by\n"
-      "your keyboard.");
+      "looks at your keyboard.");
   add("mouse", Words(At<&C::input_overlay, &I::mouse>, {"none", "compact", "full"}),
       "The mouse beside the keys: none, compact (buttons only) or full.");
   add("controller", Words(At<&C::input_overlay, &I::controller>, {"auto", "xbox", "playstation"}),
-      "Which signs a controller's buttons bear. auto goes by the controller.");
+      "Which signs a controller's buttons have: xbox or playstation. auto looks at the "
+      "controller.");
   add("left", Share(At<&C::input_overlay, &I::left>),
-      "Where it stands from left to right, as a share of the picture, 0 to 1.");
+      "Where it stands from left to right: 0 is the left edge of the picture, 1 the right.");
   add("bottom", Share(At<&C::input_overlay, &I::bottom>),
-      "How far it stands above the lower edge, as a share of the picture, 0 to 1.");
+      "How far it stands above the lower edge: 0 is at the edge, 1 at the top of the picture.");
   add("portrait_left", ShareOrAuto(At<&C::input_overlay, &I::portrait_left>),
       "left in a portrait video. auto puts it into the middle.");
   add("portrait_blur_left", ShareOrAuto(At<&C::input_overlay, &I::portrait_blur_left>),
@@ -112,9 +110,9 @@ void AppendInputOverlay(Settings& rows) {
   add("portrait_blur_bottom", Share(At<&C::input_overlay, &I::portrait_blur_bottom>),
       "bottom in a portrait video with a blurred background.");
   add("portrait_pitch", ZeroOr(At<&C::input_overlay, &I::portrait_pitch>, 0.005, 0.25),
-      "pitch in a portrait video. 0 goes by size.");
+      "pitch in a portrait video. 0 uses size.");
   add("portrait_blur_pitch", ZeroOr(At<&C::input_overlay, &I::portrait_blur_pitch>, 0.005, 0.25),
-      "pitch in a portrait video with a blurred background. 0 goes by size.");
+      "pitch in a portrait video with a blurred background. 0 uses size.");
   add("shown_on", Words(At<&C::input_overlay, &I::shown_on>, kShownOn),
       "Which videos show it: both, landscape only or portrait only.");
   add("preview_picture", Text(At<&C::input_overlay, &I::preview_picture>),
@@ -128,45 +126,45 @@ void AppendCaptions(Settings& rows) {
   };
   add("enabled", Bool(At<&C::captions, &T::enabled>),
       "true writes what is said into exported videos. The words are found on this computer, which "
-      "takes\n"
-      "a while per video and costs nothing while you play.");
+      "takes a while per video and costs nothing while you play.");
   add("look", Words(At<&C::captions, &T::look>, {"highlight", "bar", "big", "plain"}),
       "highlight colours the word being said, bar puts a dark bar behind the line, big shows a few "
-      "large\n"
-      "words, plain is white text.");
+      "large words, plain is white text.");
   add("font", Words(At<&C::captions, &T::font>, {"auto", "inter", "segoe", "arial", "impact"}),
-      "auto, inter, segoe, arial or impact. auto chooses what suits the look.");
+      "The typeface: inter, segoe, arial or impact. auto chooses what suits the look.");
   add("size", Words(At<&C::captions, &T::size>, kSizes),
-      "small, medium or large. Counts while scale is 0.");
+      "How large the text is: small, medium or large. Counts while scale is 0.");
   add("scale", ZeroOr(At<&C::captions, &T::scale>, 0.02, 0.15),
-      "The size to the point: a line's height as a share of the picture's, 0.02 to 0.15. 0 goes by "
-      "size.");
+      "An exact size instead of size: how high a line is, as a part of the picture's height, 0.02 "
+      "to 0.15. 0 uses size.");
   add("color", Colour(At<&C::captions, &T::color>), "The text's colour as #RRGGBB.");
   add("highlight", Colour(At<&C::captions, &T::highlight>),
       "The colour of the word being said as #RRGGBB, for the looks that have one.");
   add("words", Words(At<&C::captions, &T::words>, {"auto", "few", "some", "line"}),
-      "How many words stand on the picture at once: few, some or a whole line. auto goes by the "
-      "look.");
+      "How many words stand on the picture at once: few, some or a whole line. auto leaves it to "
+      "the look.");
   add("left", Share(At<&C::captions, &T::left>),
-      "The middle of the text from left to right, as a share of the picture, 0 to 1.");
+      "Where the middle of the text stands from left to right: 0 is the left edge of the picture, "
+      "1 the right.");
   add("bottom", Share(At<&C::captions, &T::bottom>),
-      "How far the text stands above the lower edge, as a share of the picture, 0 to 1.");
+      "How far the text stands above the lower edge: 0 is at the edge, 1 at the top of the "
+      "picture.");
   add("portrait_left", ShareOrAuto(At<&C::captions, &T::portrait_left>),
       "left in a portrait video. auto puts it into the middle.");
   add("portrait_bottom", ShareOrAuto(At<&C::captions, &T::portrait_bottom>),
       "bottom in a portrait video. auto keeps clear of what apps draw there.");
   add("portrait_blur_left", ShareOrAuto(At<&C::captions, &T::portrait_blur_left>),
-      "left in a portrait video with a blurred background.");
+      "left in a portrait video with a blurred background. auto puts it into the middle.");
   add("portrait_blur_bottom", ShareOrAuto(At<&C::captions, &T::portrait_blur_bottom>),
-      "bottom in a portrait video with a blurred background.");
+      "bottom in a portrait video with a blurred background. auto keeps clear of what apps draw "
+      "there.");
   add("from", Words(At<&C::captions, &T::from>, {"voice", "mix"}),
       "voice listens to your microphone alone, which is recorded on a track of its own for that. "
-      "mix\n"
-      "listens to everything, so that others are captioned, too, and mistakes are more common.");
+      "mix listens to everything, so that others are captioned, too, and mistakes are more "
+      "common.");
   add("language", Language(At<&C::captions, &T::language>),
       "The language that is spoken, as a code of two or three letters such as en or de. auto "
-      "listens for\n"
-      "it.");
+      "listens for it.");
   add("english", Bool(At<&C::captions, &T::english>),
       "true writes the captions in English, whatever is spoken.");
   add("shown_on", Words(At<&C::captions, &T::shown_on>, kShownOn),
@@ -179,15 +177,14 @@ Settings LayerSettings() {
   Settings rows;
   AppendInputOverlay(rows);
   AppendCaptions(rows);
-  rows.push_back(
-      {"overlays", "order", LayerOrder(At<&C::overlays, &C::Overlays::order>), Effect::None,
-       "What covers what where they meet, topmost first: captions, input_overlay and webcam, "
-       "with commas\nbetween them."});
-  rows.push_back(
-      {"overlays", "place_per_game", Bool(At<&C::overlays, &C::Overlays::place_per_game>),
-       Effect::None,
-       "true remembers for every game where camera, keys and captions stand. false uses one "
-       "place for all."});
+  rows.push_back({"overlays", "order", LayerOrder(At<&C::overlays, &C::Overlays::order>),
+                  Effect::None,
+                  "What covers what where captions, key presses (input_overlay) and camera "
+                  "(webcam) meet: the three words with commas between them, the topmost first."});
+  rows.push_back({"overlays", "place_per_game",
+                  Bool(At<&C::overlays, &C::Overlays::place_per_game>), Effect::None,
+                  "true remembers for every game where you put camera, key presses and captions. "
+                  "false uses the same places for all games."});
   return rows;
 }
 

@@ -73,22 +73,21 @@ void AppendGeneral(Settings& rows) {
   };
   add("enabled", Bool(At<&C::notifications, &N::enabled>),
       "false shows no notification at all. Sounds have a switch of their own.");
-  add("sound", Bool(At<&C::notifications, &N::sound>), "false plays no sound for any of them.");
+  add("sound", Bool(At<&C::notifications, &N::sound>),
+      "false plays no sound with any notification.");
   add("style", OneOf(At<&C::notifications, &N::style>, {"orventa", "windows"}),
-      "orventa draws cards of its own. windows hands them to the system's notifications, which "
-      "keep\n"
-      "them and may hold them back while a game runs.");
+      "orventa shows cards of its own. windows uses the system's notifications, which keep a list "
+      "of them and may hold them back while a game runs.");
   add("while_playing", WhilePlaying(At<&C::notifications, &N::while_playing>),
       "What you get while a game has the screen: automatic, card, sound_only or nothing. automatic "
-      "shows "
-      "a card\non another display, if there is one, and plays the sound alone otherwise.\n"
-      "card never costs more than frames: over a game holding a display outright, which would "
-      "minimize "
-      "if anything were drawn there, the card is never shown and the sound stands in. sound_only "
-      "plays "
-      "the sound alone on any number of screens, and nothing means nothing at all while playing.");
+      "shows a card on another display, if there is one, and plays the sound alone "
+      "otherwise.\n|card never costs more than frames: over a game holding a display outright, "
+      "which would minimize if anything were drawn there, the card is never shown and the sound "
+      "stands in. sound_only plays the sound alone on any number of screens, and nothing means "
+      "nothing at all while playing.");
   add("display", Display(At<&C::notifications, &N::display>),
-      "The display that cards are shown on: automatic or its number, from 1.");
+      "The display that cards are shown on: automatic, or the number of the display, the first "
+      "being 1.");
   add("playing_display", Display(At<&C::notifications, &N::playing_display>),
       "The same while a game has the screen. automatic prefers one that the game is not on.");
   add("corner", OneOf(At<&C::notifications, &N::corner>, kCorners),
@@ -115,10 +114,9 @@ void AppendKinds(Settings& rows) {
   AppendKind<&N::replay_saved>(
       rows, "replay_saved",
       "For each kind of notification: whether it is shown, whether it is heard, and what a click "
-      "on it\n"
-      "does. folder opens the file's folder, file opens the file, player plays it, gui opens the\n"
-      "window, library opens it at the library, changelog opens what is new, none does nothing.\n"
-      "A replay or a clip was saved.");
+      "on it does. folder opens the file's folder, file opens the file, player plays it, gui opens "
+      "the window, library opens it at the library, changelog opens what is new, none does "
+      "nothing.\nA replay or a clip was saved.");
   AppendKind<&N::replay_failed>(rows, "replay_failed", "A replay or a clip could not be saved.");
   AppendKind<&N::recording>(rows, "recording", "A recording began or ended.");
   AppendKind<&N::screenshot>(rows, "screenshot", "A screenshot was taken.");

@@ -68,61 +68,55 @@ void AppendVideo(Settings& rows, std::string section, Effect effect) {
     rows.push_back({section, std::move(key), std::move(value), effect, std::move(comment)});
   };
   add("codec", Words(At<kBlock, &V::codec>, {"h264", "hevc", "av1"}, {"h265", 1}),
-      "h264 plays everywhere. hevc and av1 look better at the same size, need a graphics card "
-      "that\n"
-      "encodes them, and some editors and websites do not take them.");
+      "How the picture is compressed: h264, hevc or av1. h264 plays everywhere. hevc and av1 look "
+      "better at the same file size, but need a graphics card that can make them, and some editors "
+      "and websites do not take them.");
   add("ten_bit", Bool(At<kBlock, &V::ten_bit>),
-      "true records 10 instead of 8 bits a colour: no bands in dark skies and fog. Needs hevc or "
-      "av1\n"
-      "and a card that can; otherwise it is left at 8.");
+      "true records finer shades of colour (10 instead of 8 bits), so that dark skies and fog show "
+      "no bands. Needs hevc or av1 and a graphics card that can; otherwise it has no effect.");
   add("hdr", Bool(At<kBlock, &V::hdr>),
-      "true records HDR games as HDR10, which looks right on HDR displays only. false turns them "
-      "into an\n"
-      "ordinary picture that looks right everywhere. Needs hevc or av1.");
+      "true records HDR games in HDR (HDR10), which looks right on HDR displays only and needs "
+      "hevc or av1. false turns them into an ordinary picture that looks right everywhere.");
   add("bitrate_kbps",
       AndThen(Number(At<kBlock, &V::bitrate_kbps>, Checked(500, 500000)),
               // Whoever names a bitrate has chosen it.
               [](Config& config) { At<kBlock, &V::bitrate_auto>(config) = false; }),
-      "Kilobits a second, 500 to 500000. 40000 are about 300 megabytes a minute. Counts only "
-      "while\n"
-      "bitrate_auto is false; a file with this line and without that one has chosen its bitrate.");
+      "How much is written for each second of video, in kilobits, 500 to 500000. More looks better "
+      "and makes larger files; 40000 is about 300 megabytes a minute. Counts only while "
+      "bitrate_auto is false.");
   add("bitrate_auto", Bool(At<kBlock, &V::bitrate_auto>),
-      "true works the bitrate out from resolution, frame rate and codec, and leaves bitrate_kbps "
-      "alone.");
+      "true chooses a bitrate that suits resolution, fps and codec, whatever bitrate_kbps says. "
+      "false takes bitrate_kbps.");
   add("max_bitrate_percent", Number(At<kBlock, &V::max_bitrate_percent>, Checked(100, 400)),
-      "How far vbr may go above the bitrate in busy scenes, in percent of it, 100 to 400. cbr and "
-      "cqp\n"
-      "do not look at it.");
+      "How far the bitrate may rise in busy scenes while rate_control is vbr, in percent, 100 to "
+      "400. 150 allows half as much again.");
   add("rate_control", Words(At<kBlock, &V::rate_control>, {"cbr", "vbr", "cqp"}),
-      "vbr spends more on busy scenes and less on calm ones, the best use of the room. cbr always\n"
-      "spends the same. cqp keeps the quality the same, whatever the size.");
+      "vbr spends more on busy scenes and less on calm ones, which looks best for the size of the "
+      "file. cbr spends the same on every second. cqp keeps the quality the same, however large "
+      "the file gets.");
   add("fps", Number(At<kBlock, &V::fps>, Checked(1, 480)),
-      "Frames a second, 1 to 480. 60 is what most players and websites show; more costs the "
-      "graphics\n"
-      "card and, at the same quality, room.");
+      "Frames a second, 1 to 480. 60 is what most players and websites show; more is more work for "
+      "the graphics card and makes larger files.");
   add("resolution", Resolution(At<kBlock, &V::resolution>),
-      "native keeps the game's own size. A height in pixels from 360 to 4320, as 1080 or 1440, "
-      "scales\n"
-      "to it and keeps the shape.");
+      "native records the game at its own size. A height in pixels, 360 to 4320, such as 1080 or "
+      "1440, scales the picture to it and keeps its shape.");
   add("preset_h264", Text(At<kBlock, &V::preset_h264>),
-      "How hard the encoder tries with h264, by the encoder's own name; only the line of the codec "
-      "in\n"
-      "use counts. Empty is its default. NVIDIA's go from p1, fastest, to p7, best.");
+      "How much work the graphics card puts into h264. On NVIDIA p1 is fastest and p7 looks best; "
+      "other cards have words of their own, which the app lists. Empty leaves it to the card. Of "
+      "this line and the next two, only the one of the codec in use counts.");
   add("preset_hevc", Text(At<kBlock, &V::preset_hevc>), "The same with hevc.");
   add("preset_av1", Text(At<kBlock, &V::preset_av1>), "The same with av1.");
   add("keyframe_interval_seconds",
       Number(At<kBlock, &V::keyframe_interval_seconds>, Checked(1, 60)),
-      "Clips can only start on a keyframe, so this is also the trim granularity: at 2, a \"30 "
-      "second\" "
+      "How many seconds lie between two keyframes, which are complete pictures, 1 to 60.\n|Clips "
+      "can only start on a keyframe, so this is also the trim granularity: at 2, a \"30 second\" "
       "clip is really 28-30 seconds.");
   add("adaptive_quantization", Bool(At<kBlock, &V::adaptive_quantization>),
-      "true spends more on flat areas such as sky and smoke, where blocks show most. NVIDIA only; "
-      "it\n"
-      "costs the card a little.");
+      "true spends more on smooth areas such as sky and smoke, where flaws show most. NVIDIA only, "
+      "and a little more work for the card.");
   add("preset_name", Text(At<kBlock, &V::preset_name>),
-      "The named preset that these settings came from; empty when they came from none. Presets lie "
-      "in\n"
-      "presets.ini.");
+      "The preset, from presets.ini, that these settings were taken from; empty when they came "
+      "from none. Choose presets in the app.");
   rows.back().effect = Effect::None;
 }
 
@@ -132,38 +126,34 @@ Settings VideoSettings() {
   Settings rows;
   AppendVideo<&C::video>(rows, "video", Effect::Restart);
   rows.push_back({"video", "adapter", Text(At<&C::adapter>), Effect::Restart,
-                  "The graphics card that captures and encodes, by its driver's name. Empty picks "
-                  "the best one; name\n"
-                  "another only if games run on that."});
+                  "The graphics card that records, by its full name, such as NVIDIA GeForce RTX "
+                  "4070. Empty picks the best one; name another only if your games run on that."});
 
   rows.push_back({"recording", "use_video_settings", Bool(At<&C::recording_use_video_settings>),
                   Effect::None,
-                  "true records with the settings of [video]; the ones below are kept for when it "
-                  "is false. false\n"
-                  "builds the picture anew when a recording starts, and with another codec, size "
-                  "or quality the replay\n"
-                  "loses what it held."});
+                  "true records with the settings of [video] and leaves the ones below unused. "
+                  "false records with the ones below; when such a recording starts with another "
+                  "codec, size or quality, the replay loses what it held."});
   // A recording takes its settings when it opens.
   AppendVideo<&C::recording>(rows, "recording", Effect::None);
 
   const auto replay = [&](std::string key, Value value, std::string comment) {
     rows.push_back({"replay", std::move(key), std::move(value), Effect::None, std::move(comment)});
   };
-  replay(
-      "duration_seconds", Number(At<&C::replay, &R::duration_seconds>, Checked(1, 3600)),
-      "How many seconds back the replay reaches, 1 to 3600. Every minute takes about 300 megabytes "
-      "at 40000\nkilobits a second.");
+  replay("duration_seconds", Number(At<&C::replay, &R::duration_seconds>, Checked(1, 3600)),
+         "How many seconds back the replay reaches, 1 to 3600. At 40000 kilobits a second every "
+         "minute of it takes about 300 megabytes.");
   replay("max_memory_mb", MemoryLimit(At<&C::replay, &R::max_memory_mb>),
-         "The most megabytes that the replay may take, 256 to 262144. Once it is full, the oldest "
-         "goes "
-         "first, so\nthe replay gets shorter than duration_seconds. Counts only while "
-         "max_memory_limited is true.");
+         "How many megabytes the replay may take, 256 to 262144, while max_memory_limited is true. "
+         "Once they are full, the oldest goes first, and the replay gets shorter than "
+         "duration_seconds.");
   replay("max_memory_limited", Bool(At<&C::replay, &R::max_memory_limited>),
-         "true holds the replay to max_memory_mb. false lets it take what duration_seconds needs.");
-  replay("storage", Storage(At<&C::replay, &R::storage>),
-         "memory keeps the replay in memory, which is fastest and wears nothing. disk keeps it in "
-         "files "
-         "on the\ndrive, for long replays on machines with little memory.");
+         "true keeps the replay within max_memory_mb. false lets it take what duration_seconds "
+         "needs.");
+  replay(
+      "storage", Storage(At<&C::replay, &R::storage>),
+      "memory keeps the replay in memory, which is fastest. disk keeps it in files on the drive, "
+      "for long replays on computers with little memory; it writes all the time while you play.");
   return rows;
 }
 

@@ -45,17 +45,15 @@ void AppendBehaviour(Section& section) {
   section.Add("open_pictures_with",
               OneOf(At<&C::window, &W::open_pictures_with>, {"player", "system"}),
               "What opens a screenshot: player or system.");
-  section.Add(
-      "playback_device", Text(At<&C::window, &W::playback_device>),
-      "The speakers or headphones that the player uses, by the system's id. Empty follows the\n"
-      "system's default.");
+  section.Add("playback_device", Text(At<&C::window, &W::playback_device>),
+              "The speakers or headphones that the player uses, by the system's id. Empty follows "
+              "the system's default.");
   section.Add("event_lead_seconds", Number(At<&C::window, &W::event_lead_seconds>, Clamping(0, 30)),
               "How many seconds before a mark the player begins when you jump to it, 0 to 30.");
-  section.Add(
-      "hover_preview",
-      OneOf(At<&C::window, &W::hover_preview>, {"off", "scrub", "inside", "popup"}),
-      "What the library shows of a video under the mouse: off nothing, scrub moves through it "
-      "with the mouse,\ninside plays it in its tile, popup plays it larger.");
+  section.Add("hover_preview",
+              OneOf(At<&C::window, &W::hover_preview>, {"off", "scrub", "inside", "popup"}),
+              "What the library shows of a video under the mouse: off nothing, scrub moves through "
+              "it with the mouse, inside plays it in its tile, popup plays it larger.");
 }
 
 void AppendStatusRows(Section& section) {
@@ -86,16 +84,14 @@ void AppendStatusRows(Section& section) {
 }
 
 void AppendLooks(Section& section) {
-  section.Add(
-      "on_game_found",
-      OneOf(At<&C::window, &W::on_game_found>, {"none", "taskbar", "tray"}, "none"),
-      "What the window does when a game is found: none, taskbar (minimizes) or tray (closes to "
-      "the icon).");
-  section.Add(
-      "on_game_gone",
-      OneOf(At<&C::window, &W::on_game_gone>, {"none", "minimized", "open"}, "none"),
-      "What the window does when the game has ended: none, minimized (comes back to the task bar) "
-      "or open.");
+  section.Add("on_game_found",
+              OneOf(At<&C::window, &W::on_game_found>, {"none", "taskbar", "tray"}, "none"),
+              "What the window does when a game is found: none, taskbar (minimizes) or tray "
+              "(closes to the icon).");
+  section.Add("on_game_gone",
+              OneOf(At<&C::window, &W::on_game_gone>, {"none", "minimized", "open"}, "none"),
+              "What the window does when the game has ended: none, minimized (comes back to the "
+              "task bar) or open.");
   section.Add("theme", OneOf(At<&C::window, &W::theme>, {"dark", "light", "system"}),
               "dark, light, or system to go with the system.");
   section.Add("font", Text(At<&C::window, &W::font>),
@@ -112,10 +108,10 @@ void AppendLooks(Section& section) {
 }
 
 void AppendMeters(Section& section) {
-  section.Add(
-      "meters", OneOf(At<&C::window, &W::meters>, {"auto", "smooth", "performance"}, "auto"),
-      "How often the sound meters move: smooth often, performance seldom, which costs less. auto "
-      "is in between.");
+  section.Add("meters",
+              OneOf(At<&C::window, &W::meters>, {"auto", "smooth", "performance"}, "auto"),
+              "How often the sound meters move: smooth often, performance seldom, which costs "
+              "less. auto is in between.");
   section.Add("meters_smooth_ms", Number(At<&C::window, &W::meters_smooth_ms>, Ignoring(10, 2000)),
               "Milliseconds between two moves with smooth, 10 to 2000.");
   section.Add("meters_auto_ms", Number(At<&C::window, &W::meters_auto_ms>, Ignoring(10, 2000)),

@@ -31,12 +31,17 @@ struct Value {
 
 enum class Effect { None, Restart, Sound, Webcam };
 
+// Begins a paragraph of a comment that stands on one line, so that people who look for
+// it as they know it find it.
+inline constexpr char kOnOneLine = '|';
+
 struct Setting {
   std::string section;
   std::string key;
   Value value;
   Effect effect = Effect::None;
-  std::string comment;  // lines; empty: what stands above covers this row too
+  // Paragraphs, which the writer wraps; empty: what stands above covers this row too.
+  std::string comment;
 
   std::string Name() const { return section + "." + key; }
 };

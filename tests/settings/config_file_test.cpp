@@ -207,6 +207,8 @@ TEST_F(ConfigFile, IsItsOwnManual) {
        "whole replay, and anything longer than duration_seconds is cut down to it. The plain "
        "save_replay hotkey always writes the whole replay.\nsave_seconds = 30\n",
        "at 500 a kill is marked visibly after it happened, and at 100 it is not",
+       "\n# What to record is an ordered priority list and lives in gamelist.ini next to this "
+       "file.\n",
        "\n# This is how a recording can cover a match rather than a session: start_recording on "
        "match_start, stop_recording on match_end.\n"}) {
     EXPECT_NE(text.find(quoted), std::string::npos) << quoted;
