@@ -95,6 +95,9 @@ struct Platform {
       open_channel;
   // What the card of that name encodes, or the best card. Empty: nothing is known.
   std::function<MachineCodecs(const std::string& adapter)> find_codecs = nullptr;
+  // Clears `plays` of what players here do not show. Asked by a first run only. Empty:
+  // they show all.
+  std::function<void(MachineCodecs& codecs)> mark_what_plays = nullptr;
   // FinishInterrupted, or what stands in for it. Waits for the drive; the repair's thread.
   std::function<Status(const std::string& path)> finish_interrupted = FinishInterrupted;
 };

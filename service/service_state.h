@@ -98,6 +98,7 @@ struct ServiceState {
 
   Mutex config_lock;  // after settings_lock
   Config config ORVENTA_GUARDED_BY(config_lock);
+  Config config_of_file ORVENTA_GUARDED_BY(config_lock);  // without the command line's settings
   GameList game_list ORVENTA_GUARDED_BY(config_lock);
   std::string config_path;
   std::string game_list_path;

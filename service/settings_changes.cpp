@@ -7,6 +7,7 @@
 #include "base/log.h"
 #include "base/text.h"
 #include "service/service_state.h"
+#include "settings/schema.h"
 
 namespace orventa {
 namespace {
@@ -21,7 +22,7 @@ bool ReadForEdit(ServiceState& state, Config& config, uint64_t& stamp)
   stamp = StampOf(state.config_path);
   for (int i = 0; i < kReads; ++i) {
     ConfigReadOutcome outcome;
-    const Status status = ReadConfig(state.clock, state.config_path, config, outcome);
+    const Status status = ReadConfigForChange(state, config, outcome);
     const uint64_t stamp_after = StampOf(state.config_path);
     const bool stood_in = outcome.from_backup || IsUnusable(state.config_path, outcome);
     const bool still = stamp_after == std::exchange(stamp, stamp_after);
@@ -95,6 +96,7 @@ void Remember(ServiceState& state, const std::function<void(Config&)>& change) {
   });
   const MutexLock lock(state.config_lock);
   change(state.config);
+  change(state.config_of_file);
 }
 
 void AnnounceOwnWrite(ServiceState& state) {
@@ -127,8 +129,10 @@ void ToggleWebcam(ServiceState& state) {
 
 void AdjustMicrophoneLevel(ServiceState& state, int steps) {
   PersistAndApply(state, [steps](Config& config) {
+    Config valid = config;  // as it is in force
+    (void)Validate(valid);
     const int64_t wanted =
-        int64_t{config.audio.microphone_volume} + int64_t{steps} * config.hotkeys.microphone_step;
+        int64_t{valid.audio.microphone_volume} + int64_t{steps} * valid.hotkeys.microphone_step;
     config.audio.microphone_volume = static_cast<uint32_t>(std::clamp<int64_t>(wanted, 0, 100));
     return Said{Format("Microphone volume %u%%", config.audio.microphone_volume), {}};
   });

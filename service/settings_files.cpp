@@ -74,6 +74,14 @@ bool IsUnusable(const std::string& path, const ConfigReadOutcome& outcome) {
   return !outcome.existed && FileExists(path);
 }
 
+Status ReadConfigForChange(ServiceState& state, Config& config, ConfigReadOutcome& outcome) {
+  Status status = ReadConfig(state.clock, state.config_path, config, outcome);
+  if (!status.ok() || !IsUnusable(state.config_path, outcome)) return status;
+  const MutexLock lock(state.config_lock);
+  config = state.config_of_file;
+  return status;
+}
+
 void TellConfigDamage(const std::string& path, const ConfigReadOutcome& outcome) {
   if (outcome.from_backup || IsUnusable(path, outcome)) TellDamage(path, outcome.from_backup);
 }

@@ -42,6 +42,10 @@ Status ReadUntil(IClock& clock, uint64_t deadline_steady_ns, const std::function
 
 // Whether the file is there and neither it nor its backup is of any use.
 bool IsUnusable(const std::string& path, const ConfigReadOutcome& outcome);
+// The file, for a change to be written into it. For one that is of no use the settings
+// stand in that were in force without the command line's: a change must not lose them.
+Status ReadConfigForChange(ServiceState& state, Config& config, ConfigReadOutcome& outcome)
+    ORVENTA_REQUIRES(settings_lock);
 // Says in the log what stood in for a damaged file.
 void TellConfigDamage(const std::string& path, const ConfigReadOutcome& outcome);
 void TellGameListDamage(IClock& clock, const std::string& path);

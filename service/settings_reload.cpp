@@ -21,7 +21,10 @@ void LogUnreadable(const std::string& path, const Status& status) {
 bool FitToMachine(ServiceState& state, Config& config, bool first_run) {
   MachineCodecs codecs;
   if (state.platform.find_codecs) codecs = state.platform.find_codecs(config.adapter);
-  if (first_run) ChooseFirstRunCodec(codecs, config);
+  if (first_run) {
+    if (state.platform.mark_what_plays) state.platform.mark_what_plays(codecs);
+    ChooseFirstRunCodec(codecs, config);
+  }
   return TestCodecs(codecs, config);
 }
 
@@ -29,6 +32,7 @@ void TakeSettings(ServiceState& state, const Config& of_file) {
   Config config = SettingsOfRun(of_file, state.options);
   const MutexLock lock(state.config_lock);
   state.config = std::move(config);
+  state.config_of_file = of_file;
 }
 
 void TakeGameList(ServiceState& state, GameList list) {

@@ -109,7 +109,7 @@ std::string SetConfig(ServiceState& state, const ChannelRequest& request) {
   const uint64_t stamp_before = StampOf(state.config_path);
   Change change;
   ConfigReadOutcome outcome;
-  if (!ReadConfig(state.clock, state.config_path, change.config, outcome).ok()) {
+  if (!ReadConfigForChange(state, change.config, outcome).ok()) {
     return ErrorAnswer(Wrong("cannot read the settings file"));
   }
   if (const Status status = TakeLines(state, request.body, change); !status.ok()) {

@@ -67,12 +67,13 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) {
   };
 
   const auto find_codecs = [&](const std::string& adapter) {
-    MachineCodecs codecs = AskForCodecs(graphics, backends, adapter);
+    return AskForCodecs(graphics, backends, adapter);
+  };
+  const auto mark_what_plays = [](MachineCodecs& codecs) {
     MarkWhatPlays(MediaFoundation::OfSystem(), codecs);
-    return codecs;
   };
 
-  Platform platform{*clock,  folders,     CurrentUserName(), process,    desktop,
-                    desktop, make_engine, OpenChannel,       find_codecs};
+  Platform platform{*clock,  folders,     CurrentUserName(), process,     desktop,
+                    desktop, make_engine, OpenChannel,       find_codecs, mark_what_plays};
   return RunService(platform, Arguments());
 }

@@ -81,6 +81,10 @@ int FakePlatform::Run(std::vector<std::string> arguments) {
         return OpenFakeChannel(std::move(options), out);
       },
       [this](const std::string&) { return codecs; },
+      [this](MachineCodecs& marked) {
+        journal.emplace_back("asks what plays");
+        for (size_t i = 0; i < marked.size(); ++i) marked[i].plays = plays[i];
+      },
       [this](const std::string& path) { return finish_interrupted(path); }};
   const int code = RunService(platform, arguments);
   loop = nullptr;

@@ -3,6 +3,7 @@
 // moments of virtual time while the service runs.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -39,6 +40,7 @@ class FakePlatform : public IProcess, public IDesktop, public IDialogs {
   Status engine_can_be_made;
   bool channels_can_be_opened = true;
   MachineCodecs codecs;  // H.264 only
+  std::array<bool, kCodecCount> plays = {true, true, true};
   std::function<Status(const std::string& path)> finish_interrupted = FinishInterrupted;
   std::function<void(FakeEngine&)> on_engine;  // before its start
 

@@ -61,7 +61,6 @@ constexpr CodecMeans kNone{};
 constexpr CodecMeans kSlow{.encodes = true, .ten_bit = true};
 constexpr CodecMeans kFast{.encodes = true, .fast = true};
 constexpr CodecMeans kDeep{.encodes = true, .ten_bit = true, .fast = true};
-constexpr CodecMeans kUnseen{.encodes = true, .ten_bit = true, .fast = true, .plays = false};
 
 TEST(FirstRun, TakesTheNewestCodecThatRecordsAndPlays) {
   const struct {
@@ -69,6 +68,7 @@ TEST(FirstRun, TakesTheNewestCodecThatRecordsAndPlays) {
     const char* codec;
     const char* deep;
     const char* log;
+    std::array<bool, kCodecCount> plays = {true, true, true};
   } cases[] = {
       {{kFast, kNone, kNone},
        "h264",
@@ -80,13 +80,21 @@ TEST(FirstRun, TakesTheNewestCodecThatRecordsAndPlays) {
        "first run: keeping h264, nothing newer both records and plays here"},
       {{kFast, kDeep, kDeep}, "hevc", "true", "first run: defaulting to hevc, 10-bit, hdr"},
       {{kFast, kFast, kDeep}, "hevc", "false", "first run: defaulting to hevc, 8-bit"},
-      {{kFast, kUnseen, kDeep}, "av1", "true", "first run: defaulting to av1, 10-bit, hdr"},
+      {{kFast, kDeep, kDeep},
+       "av1",
+       "true",
+       "first run: defaulting to av1, 10-bit, hdr",
+       {true, false, true}},
   };
   for (const auto& row : cases) {
     FakePlatform platform;
     platform.codecs = row.codecs;
-    platform.CloseAfter(100);
-    EXPECT_EQ(platform.Run(), 0);
+    platform.plays = row.plays;
+    for (int run = 0; run < 2; ++run) {
+      platform.CloseAfter(100);
+      EXPECT_EQ(platform.Run(), 0);
+    }
+    EXPECT_EQ(platform.JournalCount("asks what plays"), 1U) << "the first run alone chooses";
     Config config;
     ConfigReadOutcome outcome;
     ReadConfigText(platform.ConfigFile("config.ini"), config, outcome);
@@ -198,7 +206,7 @@ TEST_F(SettingsTest, TheCommandLineHoldsForTheRunAndIsNeverWritten) {
 }
 
 TEST_F(SettingsTest, SwitchesAreWrittenAppliedAndTold) {
-  Write("config.ini", "[audio]\nmicrophone_volume = 97\n");
+  Write("config.ini", "[audio]\nmicrophone_volume = 97\n[hotkeys]\nmicrophone_step = 0\n");
   const struct {
     TrayCommand command;
     const char* setting;
@@ -320,8 +328,10 @@ TEST_F(SettingsTest, AReloadThatFailsLeavesTheRunningSettings) {
   NoteNotice(5000);
   NoteSetting(5000, "video.fps");
   Ask(5000, "GET_CONFIG", "");
+  Command(5500, TrayCommand::ToggleMicrophone);
   EXPECT_EQ(RunFor(6000), 0);
-  EXPECT_EQ(Reloads(), 1U);
+  EXPECT_EQ(InFile("video.fps"), "30") << "the file is whole again, from what ran";
+  EXPECT_EQ(InFile("audio.microphone"), "true");
   EXPECT_EQ(notices, (Lines{"Could not read the settings file."}));
   EXPECT_EQ(seen, (Lines{"30"}));
   EXPECT_EQ(answers, (Lines{"OK"}));

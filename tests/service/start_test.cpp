@@ -19,15 +19,16 @@ TEST(Start, DoesEverythingInItsOrder) {
   platform.CloseAfter(500);
   EXPECT_EQ(platform.Run(), 0);
   EXPECT_EQ(CurrentService(), nullptr);
-  EXPECT_EQ(platform.journal,
-            (Journal{"takes environment ORVENTA_TEST_CRASH", "honours timers",
-                     "looks for media parts", "wants instance within 0", "sets identity",
-                     "makes loop", "makes engine", "engine starts", "opens channel ORVENTA-tester",
-                     "opens channel ORVENTA.deck-tester", "opens channel ORVENTA.deck",
-                     "holds folder config", "holds folder program", "raises graphics priority",
-                     // and the end, just as much
-                     "closes channel ORVENTA-tester", "closes channel ORVENTA.deck-tester",
-                     "closes channel ORVENTA.deck", "engine stops"}));
+  EXPECT_EQ(
+      platform.journal,
+      (Journal{"takes environment ORVENTA_TEST_CRASH", "honours timers", "looks for media parts",
+               "wants instance within 0", "sets identity", "asks what plays", "makes loop",
+               "makes engine", "engine starts", "opens channel ORVENTA-tester",
+               "opens channel ORVENTA.deck-tester", "opens channel ORVENTA.deck",
+               "holds folder config", "holds folder program", "raises graphics priority",
+               // and the end, just as much
+               "closes channel ORVENTA-tester", "closes channel ORVENTA.deck-tester",
+               "closes channel ORVENTA.deck", "engine stops"}));
   EXPECT_EQ(platform.Log(),
             (Journal{"first run: keeping h264, nothing newer both records and plays "
                      "here",
