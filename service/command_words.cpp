@@ -6,6 +6,7 @@
 #include "base/files.h"
 #include "service/platform.h"
 #include "settings/config_file.h"
+#include "settings/text_file.h"
 
 namespace orventa {
 namespace {
@@ -31,6 +32,7 @@ int CheckConfig(Platform& platform, const std::string& path) {
     platform.process.Print("cannot read " + path + ": " + read.Text() + "\n");
     return 2;
   }
+  DecodeSettingsText(text);
   const std::string name(FileName(path));
   const std::vector<ConfigFinding> findings = CheckConfigText(text);
   std::string report;

@@ -26,6 +26,10 @@ inline constexpr uint64_t kMaxSettingsTextBytes = 4 * 1024 * 1024;
 Status ReadSettingsText(IClock& clock, const std::string& path, SettingsTextFile& out,
                         uint64_t max_bytes = kMaxSettingsTextBytes);
 
+// Makes UTF-8 of what an editor or a shell of Windows saved as "Unicode", which is full
+// of zero bytes and no damage. Any other text stays as it is.
+void DecodeSettingsText(std::string& text);
+
 Status WriteSettingsText(const std::string& path, std::string_view text, KeepBackup backup);
 
 }  // namespace orventa

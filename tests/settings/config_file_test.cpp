@@ -68,6 +68,8 @@ TEST_F(ConfigFile, FallsBackOnItsBackupWhenDamaged) {
   const std::string torn("[video]\nfps = 30\n\0\0\0", 20);
   const std::string good = "[video]\nfps = 50\n";
   const std::string long_one(5 << 20, 'x');
+  std::string wide = "\xFF\xFE";
+  for (const char c : good) wide += {c, '\0'};
   const struct {
     const char* what;
     const std::string* file;
@@ -81,6 +83,7 @@ TEST_F(ConfigFile, FallsBackOnItsBackupWhenDamaged) {
       {"both torn", &torn, &torn, false, false, 60},
       {"torn, alone", &torn, nullptr, false, false, 60},
       {"far too long", &long_one, &good, true, true, 50},
+      {"saved as UTF-16", &wide, &torn, true, false, 50},
   };
   ASSERT_TRUE(CreateFolders(ParentFolder(path_)).ok());
   for (const auto& c : kCases) {

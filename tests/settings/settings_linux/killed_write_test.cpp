@@ -1,6 +1,7 @@
 // A writer of config.ini that is killed at each of its system calls in turn.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -60,6 +61,25 @@ TEST(KilledWrite, LeavesTheOldFileOrTheNewOneWhole) {
   EXPECT_GT(stops, 20);
   EXPECT_GT(old_ones, 5);
   EXPECT_LT(old_ones, stops);
+}
+
+// A settings folder that is kept elsewhere, file by file.
+TEST(LinkedFile, IsReplacedWhereItLies) {
+  const TempFolder temp;
+  ASSERT_TRUE(CreateFolders(temp / "synced").ok());
+  Put(temp / "synced/mine.ini", std::string(3, '\0'));
+  Put(temp / "synced/mine.ini.bak", "[video]\nfps = 30\n");
+  const std::string path = temp / "config.ini";
+  std::filesystem::create_symlink("synced/mine.ini", path);
+  FakeClock clock;
+  Config read;
+  ConfigReadOutcome outcome;
+  ASSERT_EQ(ReadConfig(clock, path, read, outcome), Status::Ok());
+  EXPECT_EQ(read.video.fps, 30U);
+  ASSERT_EQ(WriteConfig(WithFps(50), path), Status::Ok());
+  EXPECT_TRUE(std::filesystem::is_symlink(path));
+  ASSERT_EQ(ReadConfig(clock, temp / "synced/mine.ini", read, outcome), Status::Ok());
+  EXPECT_EQ(read.video.fps, 50U);
 }
 
 }  // namespace
