@@ -111,7 +111,7 @@ bool EngineMarks::Knows(const ProgramPath& program) {
   }
   const bool answer = HasGameMarks(program);
   const MutexLock lock(mutex_);
-  if (answers_.size() >= kMaxRemembered) answers_.clear();
+  if (answers_.size() > kMaxRemembered) answers_.clear();
   answers_.emplace(program.path, answer);
   return answer;
 }

@@ -112,7 +112,7 @@ TEST(KnownGames, RemembersSoManyAnswersAboutMarks) {
   Put(mark);
   EXPECT_TRUE(Ask(marks, temp / "g.exe"));
   std::filesystem::remove(mark);
-  for (size_t i = 1; i < EngineMarks::kMaxRemembered; ++i) {
+  for (size_t i = 1; i <= EngineMarks::kMaxRemembered; ++i) {
     EXPECT_FALSE(Ask(marks, "nofolder" + std::to_string(i)));
   }
   EXPECT_TRUE(Ask(marks, temp / "g.exe"));
