@@ -77,13 +77,6 @@ TEST(Curves, TablesFollowThemFarCloserThanACode) {
   }
 }
 
-TEST(Curves, SrgbMeetsItsInverse) {
-  for (int code = 0; code < 1024; ++code) {
-    const float drawn = static_cast<float>(code) / 1023.0F;
-    ASSERT_NEAR(LinearToSrgb(SrgbToLinear(drawn)), drawn, 2e-6F) << code;
-  }
-}
-
 TEST(RollOff, MeetsOneAtThePeakAndNeverExceedsIt) {
   for (const float peak : {1.0F, 1.5F, 4.0F, 12.5F}) {
     const Tone tone = MakeTone(1, peak, DrawnClass::HdrOrUnknown);

@@ -12,13 +12,7 @@ namespace orventa {
 namespace {
 
 ConverterSettings Base() {
-  ConverterSettings settings;
-  settings.input_width = 64;
-  settings.input_height = 36;
-  settings.width = 64;
-  settings.height = 36;
-  settings.pool_size = 3;
-  return settings;
+  return test::SettingsFor(64, 36, 64, 36, 3);
 }
 
 std::unique_ptr<IFrameConverter> Make(const ConverterSettings& settings) {
@@ -128,52 +122,25 @@ TEST(Converter, LeavesTheBarsAsTheyWere) {
   }
 }
 
-TEST(Converter, KeepsTenBitsInTheUpperPartOfTheWord) {
-  ConverterSettings settings = Base();
-  settings.hdr_input = true;
-  settings.hdr10 = true;
-  settings.ten_bit = true;
-  const auto converter = Make(settings);
-  PictureRef out;
-  ASSERT_TRUE(converter->Convert(test::NoiseLight(64, 36, 4), out).ok());
-  const MemoryPicture& picture = *out->InMemory();
-  EXPECT_EQ(picture.format(), PixelFormat::P010);
-  for (size_t plane = 0; plane < 2; ++plane) {
-    for (size_t y = 0; y < picture.height() / (plane + 1); ++y) {
-      for (size_t x = 0; x < picture.width(); ++x) {
-        ASSERT_EQ(test::CodeAt(picture, plane, x, y) & 63U, 0U);
-      }
-    }
-  }
-}
-
-// A picture of greys, a code a column pair, as a compositor writes an SDR window
-// into scRGB: light times the white level, cut off to half floats.
-std::shared_ptr<MemoryPicture> Composited(uint32_t codes, float white) {
-  return test::Light(2 * codes, 2, [codes, white](uint32_t x, uint32_t) {
-    const float drawn = static_cast<float>(x / 2) / static_cast<float>(codes - 1);
-    const uint16_t half = FloatToHalfTruncated(SrgbToLinear(drawn) * white);
-    return test::Halves{half, half, half};
-  });
-}
-
 TEST(Converter, GivesEveryDrawnCodeBack) {
   for (const float white : {1.0F, 1.25F, 2.05F, 2.5F, 3.9F, 6.0F}) {
     for (const bool ten_bit_codes : {false, true}) {
       const uint32_t codes = ten_bit_codes ? 1024 : 256;
-      ConverterSettings settings = Base();
-      settings.input_width = settings.width = 2 * codes;
-      settings.input_height = settings.height = 2;
+      ConverterSettings settings = test::SettingsFor(2 * codes, 2, 2 * codes, 2);
       settings.hdr_input = true;
       settings.ten_bit = ten_bit_codes;
       settings.sdr_white = white;
       settings.peak = 5.0F;
+      const auto composed = test::Light(2 * codes, 2, [&](uint32_t x, uint32_t) {
+        const uint16_t half = test::ComposedGrey(x / 2, codes, white);
+        return test::Halves{half, half, half};
+      });
       for (const Instructions instructions : {Instructions::Portable, BestInstructions()}) {
         std::unique_ptr<IFrameConverter> converter;
         ASSERT_TRUE(MakeMemoryConverterFor(instructions, settings, converter).ok());
         converter->SetDrawnClass(ten_bit_codes ? DrawnClass::Sdr10Bit : DrawnClass::Sdr8Bit);
         PictureRef out;
-        ASSERT_TRUE(converter->Convert(Composited(codes, white), out).ok());
+        ASSERT_TRUE(converter->Convert(composed, out).ok());
         for (uint32_t code = 0; code < codes; ++code) {
           const double drawn = static_cast<double>(code) / (codes - 1);
           const double luma = ten_bit_codes ? 64 + 876 * drawn : 16 + 219 * drawn;
@@ -231,9 +198,7 @@ TEST(Converter, MapsThePeakToWhiteAndFollowsNewValues) {
 // PQ writes light as it is: 203 nits are code 64 + 876 x 0.5807, whatever the tone.
 TEST(Converter, WritesPqWithoutTone) {
   ConverterSettings settings = Base();
-  settings.hdr_input = true;
-  settings.hdr10 = true;
-  settings.ten_bit = true;
+  settings.hdr_input = settings.hdr10 = settings.ten_bit = true;
   const auto converter = Make(settings);
   for (const float white : {1.0F, 3.0F}) {
     ASSERT_TRUE(converter->SetTone(white, 2.0F).ok());

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "convert/colour.h"
+#include "convert/converter.h"
 #include "convert/half.h"
 #include "media/memory_picture.h"
 
@@ -42,21 +43,31 @@ inline std::shared_ptr<MemoryPicture> Packed(PixelFormat format, uint32_t width,
   return std::make_shared<MemoryPicture>(format, width, height, planes, bytes);
 }
 
+// `pixel` gives the four channels as they lie in memory.
+template <class Pixel>
+std::shared_ptr<MemoryPicture> Drawn(PixelFormat format, uint32_t width, uint32_t height,
+                                     size_t gap, const Pixel& pixel) {
+  auto picture = Packed(format, width, height, gap);
+  const PlaneView& plane = picture->plane(0);
+  for (uint32_t y = 0; y < height; ++y) {
+    for (uint32_t x = 0; x < width; ++x) {
+      const auto channels = pixel(x, y);
+      std::memcpy(plane.data + y * plane.stride + x * sizeof(channels), channels.data(),
+                  sizeof(channels));
+    }
+  }
+  return picture;
+}
+
 using Code = std::array<uint8_t, 3>;  // r, g, b
 
 inline std::shared_ptr<MemoryPicture> Codes(uint32_t width, uint32_t height,
                                             const std::function<Code(uint32_t, uint32_t)>& pixel,
                                             size_t gap = 0) {
-  auto picture = Packed(PixelFormat::Bgra8, width, height, gap);
-  for (uint32_t y = 0; y < height; ++y) {
-    for (uint32_t x = 0; x < width; ++x) {
-      const Code c = pixel(x, y);
-      const std::array<uint8_t, 4> bgra = {c[2], c[1], c[0], static_cast<uint8_t>(x * 7 + y)};
-      std::memcpy(picture->plane(0).data + y * picture->plane(0).stride + size_t{x} * 4,
-                  bgra.data(), bgra.size());
-    }
-  }
-  return picture;
+  return Drawn(PixelFormat::Bgra8, width, height, gap, [&](uint32_t x, uint32_t y) {
+    const Code c = pixel(x, y);
+    return std::array{c[2], c[1], c[0], static_cast<uint8_t>(x * 7 + y)};
+  });
 }
 
 using Halves = std::array<uint16_t, 3>;
@@ -64,16 +75,10 @@ using Halves = std::array<uint16_t, 3>;
 inline std::shared_ptr<MemoryPicture> Light(uint32_t width, uint32_t height,
                                             const std::function<Halves(uint32_t, uint32_t)>& pixel,
                                             size_t gap = 0) {
-  auto picture = Packed(PixelFormat::RgbaHalf, width, height, gap);
-  for (uint32_t y = 0; y < height; ++y) {
-    for (uint32_t x = 0; x < width; ++x) {
-      const Halves c = pixel(x, y);
-      const std::array<uint16_t, 4> rgba = {c[0], c[1], c[2], 0x3C00};
-      std::memcpy(picture->plane(0).data + y * picture->plane(0).stride + size_t{x} * 8,
-                  rgba.data(), sizeof(rgba));
-    }
-  }
-  return picture;
+  return Drawn(PixelFormat::RgbaHalf, width, height, gap, [&](uint32_t x, uint32_t y) {
+    const Halves c = pixel(x, y);
+    return std::array{c[0], c[1], c[2], uint16_t{0x3C00}};
+  });
 }
 
 inline Halves ToHalves(Rgb c) {
@@ -109,6 +114,25 @@ inline std::shared_ptr<MemoryPicture> NoiseLight(uint32_t width, uint32_t height
         return ToHalves({r, g, channel()});
       },
       gap);
+}
+
+// Light of one of `codes` greys drawn in SDR, as a compositor writes it at that white
+// level: cut off to half floats.
+inline uint16_t ComposedGrey(uint32_t code, uint32_t codes, float white) {
+  const float drawn = static_cast<float>(code) / static_cast<float>(codes - 1);
+  return FloatToHalfTruncated(SrgbToLinear(drawn) * white);
+}
+
+// A conversion of a whole picture of one size to another.
+inline ConverterSettings SettingsFor(uint32_t input_width, uint32_t input_height, uint32_t width,
+                                     uint32_t height, uint32_t pool_size = 1) {
+  ConverterSettings settings;
+  settings.input_width = input_width;
+  settings.input_height = input_height;
+  settings.width = width;
+  settings.height = height;
+  settings.pool_size = pool_size;
+  return settings;
 }
 
 inline uint32_t CodeAt(const MemoryPicture& picture, size_t plane, size_t x, size_t y) {

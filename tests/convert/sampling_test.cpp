@@ -3,16 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numeric>
 
 #include "convert/reference.h"
 #include "pictures.h"
 
 namespace orventa {
 namespace {
-
-struct Window {
-  double left, top, width, height;
-};
 
 // The weight of a texel for a bilinear tap at `position`, with the edges repeated
 // outwards for ever.
@@ -54,42 +51,40 @@ void Compare(uint32_t width, uint32_t height, SourceRect rect, uint32_t out_widt
   SCOPED_TRACE(testing::Message() << width << "x" << height << " to " << out_width << "x"
                                   << out_height);
   const auto picture = test::NoiseCodes(width, height, width * 31 + height, 5);
-  ConverterSettings settings;
-  settings.input_width = width;
-  settings.input_height = height;
-  settings.width = out_width;
-  settings.height = out_height;
+  ConverterSettings settings = test::SettingsFor(width, height, out_width, out_height);
   settings.source_rect = rect;
   std::shared_ptr<const MemoryPicture> out;
   ASSERT_TRUE(ReferenceConvert(settings, DrawnClass::HdrOrUnknown, *picture, out).ok());
   if (rect.width == 0) rect = {0, 0, width, height};
 
-  const auto weights = [&](bool down, int pixels, int pixel, int taps) {
-    return down ? AxisWeights(rect.top, rect.height, static_cast<int>(height), pixels, pixel, taps)
-                : AxisWeights(rect.left, rect.width, static_cast<int>(width), pixels, pixel, taps);
+  // Blue, green, red.
+  constexpr std::array<double, 3> kLuma = {0.0722, 0.7152, 0.2126};
+  constexpr std::array<double, 3> kCb = {0.5, -0.3854, -0.1146};
+  constexpr std::array<double, 3> kCr = {-0.0458, -0.4542, 0.5};
+  const auto hold = [&](size_t plane, size_t x, size_t y, double exact) {
+    ASSERT_NEAR(test::CodeAt(*out, plane, x, y), exact, 0.502) << plane << ": " << x << "," << y;
   };
-  const auto near = [](uint32_t code, double exact) { return std::abs(code - exact) < 0.502; };
-  for (int y = 0; y < static_cast<int>(out_height); ++y) {
-    for (int x = 0; x < static_cast<int>(out_width); ++x) {
-      const auto c = Average(*picture, weights(false, static_cast<int>(out_width), x, luma_taps),
-                             weights(true, static_cast<int>(out_height), y, luma_taps));
-      const double luma = 16 + 219 * (0.2126 * c[2] + 0.7152 * c[1] + 0.0722 * c[0]) / 255;
-      ASSERT_PRED2(near, test::CodeAt(*out, 0, static_cast<size_t>(x), static_cast<size_t>(y)),
-                   luma)
-          << x << "," << y;
-    }
-  }
-  for (int y = 0; y < static_cast<int>(out_height) / 2; ++y) {
-    for (int x = 0; x < static_cast<int>(out_width) / 2; ++x) {
-      const auto c =
-          Average(*picture, weights(false, static_cast<int>(out_width) / 2, x, chroma_taps),
-                  weights(true, static_cast<int>(out_height) / 2, y, chroma_taps));
-      const double cb = 128 + 224 * (-0.1146 * c[2] - 0.3854 * c[1] + 0.5 * c[0]) / 255;
-      const double cr = 128 + 224 * (0.5 * c[2] - 0.4542 * c[1] - 0.0458 * c[0]) / 255;
-      const auto at = static_cast<size_t>(2 * x);
-      ASSERT_PRED2(near, test::CodeAt(*out, 1, at, static_cast<size_t>(y)), cb) << x << "," << y;
-      ASSERT_PRED2(near, test::CodeAt(*out, 1, at + 1, static_cast<size_t>(y)), cr)
-          << x << "," << y;
+  for (const size_t plane : {0U, 1U}) {
+    const int columns = static_cast<int>(out_width) / (plane == 0 ? 1 : 2);
+    const int rows = static_cast<int>(out_height) / (plane == 0 ? 1 : 2);
+    const int taps = plane == 0 ? luma_taps : chroma_taps;
+    for (int y = 0; y < rows; ++y) {
+      for (int x = 0; x < columns; ++x) {
+        const auto c = Average(
+            *picture, AxisWeights(rect.left, rect.width, static_cast<int>(width), columns, x, taps),
+            AxisWeights(rect.top, rect.height, static_cast<int>(height), rows, y, taps));
+        const auto sum = [&](const std::array<double, 3>& weights) {
+          return std::inner_product(c.begin(), c.end(), weights.begin(), 0.0) / 255;
+        };
+        const auto column = static_cast<size_t>(x);
+        const auto row = static_cast<size_t>(y);
+        if (plane == 0) {
+          hold(0, column, row, 16 + 219 * sum(kLuma));
+        } else {
+          hold(1, 2 * column, row, 128 + 224 * sum(kCb));
+          hold(1, 2 * column + 1, row, 128 + 224 * sum(kCr));
+        }
+      }
     }
   }
 }

@@ -36,8 +36,7 @@ TEST(SdrTables, FollowTheCurvesToOneCode) {
 TEST(SdrTables, GiveDrawnCodesBack) {
   for (const float white : {1.0F, 1.7F, 2.5F, 6.0F}) {
     const auto light = test::Light(256, 1, [white](uint32_t code, uint32_t) {
-      const uint16_t half =
-          FloatToHalfTruncated(SrgbToLinear(static_cast<float>(code) / 255.0F) * white);
+      const uint16_t half = test::ComposedGrey(code, 256, white);
       return test::Halves{half, half, half};
     });
     const std::vector<uint8_t> bgra = Mapped(*light, white, 3.0F, DrawnClass::Sdr8Bit);

@@ -40,12 +40,10 @@ inline std::shared_ptr<MemoryPicture> GradientLight() {
   });
 }
 
-// An SDR picture as a compositor writes it at that white level: cut off to half floats.
 inline std::shared_ptr<MemoryPicture> ComposedLight(float white, uint32_t codes) {
   return Light(kCaseWidth, kCaseHeight, [=](uint32_t x, uint32_t y) {
     const auto channel = [=](uint32_t step) {
-      const auto code = static_cast<float>((x * step + y * 5) % codes);
-      return FloatToHalfTruncated(white * SrgbToLinear(code / static_cast<float>(codes - 1)));
+      return ComposedGrey((x * step + y * 5) % codes, codes, white);
     };
     return Halves{channel(3), channel(11), channel(29)};
   });
@@ -57,12 +55,7 @@ inline std::vector<ShaderCase> ShaderCases(const std::vector<uint32_t>& widths) 
   const auto add = [&](std::string name, bool ten_bit, bool hdr10,
                        std::shared_ptr<MemoryPicture> input, uint32_t width, uint32_t height,
                        DrawnClass drawn = DrawnClass::HdrOrUnknown) -> ShaderCase& {
-    ConverterSettings settings;
-    settings.input_width = input->width();
-    settings.input_height = input->height();
-    settings.width = width;
-    settings.height = height;
-    settings.pool_size = 1;
+    ConverterSettings settings = SettingsFor(input->width(), input->height(), width, height);
     settings.hdr_input = input->format() == PixelFormat::RgbaHalf;
     settings.ten_bit = ten_bit;
     settings.hdr10 = hdr10;

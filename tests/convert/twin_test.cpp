@@ -34,13 +34,7 @@ std::shared_ptr<const MemoryPicture> Converted(const ConverterSettings& settings
 }
 
 ConverterSettings Settings(const MemoryPicture& input, uint32_t width, uint32_t height) {
-  ConverterSettings settings;
-  settings.input_width = input.width();
-  settings.input_height = input.height();
-  settings.width = width;
-  settings.height = height;
-  settings.pool_size = 1;
-  return settings;
+  return test::SettingsFor(input.width(), input.height(), width, height);
 }
 
 // At most one code from the reference in at most `share` of the places; and all

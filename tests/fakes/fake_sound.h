@@ -3,6 +3,7 @@
 // at which they were heard.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <map>
@@ -31,6 +32,7 @@ struct FakeSource {
   static int16_t MsMark(uint64_t at_ns) { return static_cast<int16_t>(at_ns / kNsPerMs % 32000); }
 
   int alive = 0;
+  uint64_t most_read = 0;  // frames at once
 };
 
 class FakeSoundCapture final : public IAudioCapture {
@@ -48,8 +50,9 @@ class FakeSoundCapture final : public IAudioCapture {
   }
   Status Read(uint64_t until_ns, std::vector<int16_t>& out) override {
     if (!source_.read.ok()) return source_.read;
-    for (const uint64_t end = FramesBefore(origin_ns_, until_ns, rate_); delivered_ < end;
-         ++delivered_) {
+    const uint64_t end = FramesBefore(origin_ns_, until_ns, rate_);
+    source_.most_read = std::max(source_.most_read, end - std::min(end, delivered_));
+    for (; delivered_ < end; ++delivered_) {
       const auto [left, right] = source_.play(origin_ns_ + delivered_ * kNsPerSecond / rate_);
       out.push_back(left);
       out.push_back(right);

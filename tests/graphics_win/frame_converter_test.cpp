@@ -90,10 +90,9 @@ TEST_F(FrameConverterTest, DrawsWhatTheConversionInMemoryDoes) {
 
 TEST_F(FrameConverterTest, FollowsTonesAndGivesThePoolRoundInTurn) {
   test::ShaderCase row{"tones", {}, DrawnClass::HdrOrUnknown, test::GradientLight()};
-  row.settings.input_width = row.settings.width = test::kCaseWidth;
-  row.settings.input_height = row.settings.height = test::kCaseHeight;
+  row.settings = test::SettingsFor(test::kCaseWidth, test::kCaseHeight, test::kCaseWidth,
+                                   test::kCaseHeight, 3);
   row.settings.hdr_input = true;
-  row.settings.pool_size = 3;
   std::unique_ptr<IFrameConverter> converter;
   ASSERT_TRUE(FrameConverter::Create(*device_, row.settings, converter, WineParts()).ok());
   const PictureRef input = Upload(*row.input);
@@ -125,9 +124,8 @@ TEST_F(FrameConverterTest, FollowsTonesAndGivesThePoolRoundInTurn) {
 
 TEST_F(FrameConverterTest, RefusesWhatItCannotDrawFrom) {
   const auto codes = test::GradientCodes();
-  ConverterSettings settings;
-  settings.input_width = settings.width = test::kCaseWidth;
-  settings.input_height = settings.height = test::kCaseHeight;
+  const ConverterSettings settings =
+      test::SettingsFor(test::kCaseWidth, test::kCaseHeight, test::kCaseWidth, test::kCaseHeight);
   std::unique_ptr<IFrameConverter> converter;
   ASSERT_TRUE(FrameConverter::Create(*device_, settings, converter, WineParts()).ok());
 
@@ -161,9 +159,7 @@ TEST_F(FrameConverterTest, RefusesWhatItCannotDrawFrom) {
 
 // Wine's own lacks are as good as a driver's.
 TEST_F(FrameConverterTest, SaysWhatTheSystemRefused) {
-  ConverterSettings settings;
-  settings.input_width = settings.width = 64;
-  settings.input_height = settings.height = 36;
+  ConverterSettings settings = test::SettingsFor(64, 36, 64, 36);
   for (const bool ten_bit : {false, true}) {
     settings.ten_bit = ten_bit;
     ConverterParts parts = WineParts();
