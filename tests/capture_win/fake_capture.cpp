@@ -14,16 +14,11 @@ namespace {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
-using Lock = std::lock_guard<std::recursive_mutex>;
-
 // An object with all of these interfaces; each of them may be refused by name.
 template <class First, class... Others>
 class FakeObject : public First, public Others... {
  public:
-  explicit FakeObject(FakeCaptureSystem& system) : system_(system) {
-    const Lock lock(system.mutex);
-    ++system.alive;
-  }
+  explicit FakeObject(FakeCaptureSystem& system) : system_(system) { ++system.alive; }
   virtual ~FakeObject() { --system_.alive; }
   FakeObject(const FakeObject&) = delete;
   FakeObject& operator=(const FakeObject&) = delete;
@@ -36,12 +31,8 @@ class FakeObject : public First, public Others... {
     AddRef();
     return S_OK;
   }
-  ULONG STDMETHODCALLTYPE AddRef() override {
-    const Lock lock(system_.mutex);
-    return ++references_;
-  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
   ULONG STDMETHODCALLTYPE Release() override {
-    const Lock lock(system_.mutex);
     const ULONG left = --references_;
     if (left == 0) delete this;
     return left;
@@ -107,7 +98,6 @@ class FakeFrame final : public FakeObject<winrt::IDirect3D11CaptureFrame, winrt:
     if (!closed_) system_.Breach("a frame was let go without being closed");
   }
   HRESULT STDMETHODCALLTYPE get_Surface(winrt::IDirect3DSurface** out) override {
-    const Lock lock(system_.mutex);
     if (closed_) system_.Breach("a closed frame was read");
     *out = new FakeSurface(system_, (*buffers_)[buffer_].texture);
     return S_OK;
@@ -121,7 +111,6 @@ class FakeFrame final : public FakeObject<winrt::IDirect3D11CaptureFrame, winrt:
     return system_.Answer("get_ContentSize");
   }
   HRESULT STDMETHODCALLTYPE Close() override {
-    const Lock lock(system_.mutex);
     if (closed_) system_.Breach("a frame was closed twice");
     closed_ = true;
     (*buffers_)[buffer_].free = true;
@@ -150,7 +139,6 @@ class FakeSession final
     if (!closed_) system_.Breach("a session was let go without being closed");
   }
   HRESULT STDMETHODCALLTYPE StartCapture() override {
-    const Lock lock(system_.mutex);
     const HRESULT answer = system_.Answer("StartCapture");
     state().started = SUCCEEDED(answer);
     return answer;
@@ -171,7 +159,6 @@ class FakeSession final
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE Close() override {
-    const Lock lock(system_.mutex);
     state().started = false;
     closed_ = true;
     return S_OK;
@@ -197,7 +184,6 @@ class FakePool final : public FakeObject<winrt::IDirect3D11CaptureFramePool, win
   }
   HRESULT STDMETHODCALLTYPE Recreate(winrt::IDirect3DDevice*, winrt::DirectXPixelFormat format,
                                      int32_t buffers, winrt::SizeInt32 size) override {
-    const Lock lock(system_.mutex);
     if (const HRESULT answer = system_.Answer("Recreate"); FAILED(answer)) return answer;
     ++state().recreated;
     DropWaiting();
@@ -209,7 +195,6 @@ class FakePool final : public FakeObject<winrt::IDirect3D11CaptureFramePool, win
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE TryGetNextFrame(winrt::IDirect3D11CaptureFrame** out) override {
-    const Lock lock(system_.mutex);
     *out = nullptr;
     if (const HRESULT answer = system_.Answer("TryGetNextFrame"); FAILED(answer)) return answer;
     if (waiting_.empty()) return S_OK;
@@ -233,7 +218,6 @@ class FakePool final : public FakeObject<winrt::IDirect3D11CaptureFramePool, win
   }
   HRESULT STDMETHODCALLTYPE get_DispatcherQueue(IInspectable**) override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE Close() override {
-    const Lock lock(system_.mutex);
     state().closed = true;
     DropWaiting();
     return S_OK;
@@ -314,13 +298,11 @@ class FakeItem final : public FakeObject<winrt::IGraphicsCaptureItem> {
     if (const HRESULT answer = system_.Answer("add_Closed"); FAILED(answer)) return answer;
     ComPtr<IAgileObject> agile;
     if (FAILED(handler->QueryInterface(IID_PPV_ARGS(&agile)))) system_.Breach("handler not agile");
-    const Lock lock(system_.mutex);
     system_.closed_handler = handler;
     token->value = kToken;
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE remove_Closed(EventRegistrationToken token) override {
-    const Lock lock(system_.mutex);
     if (token.value != kToken) system_.Breach("another handler was removed");
     system_.closed_handler.Reset();
     return S_OK;
@@ -346,7 +328,6 @@ class FakeStatics final
                                                winrt::IDirect3D11CaptureFramePool** out) override {
     *out = nullptr;
     if (const HRESULT answer = system_.Answer("CreateFreeThreaded"); FAILED(answer)) return answer;
-    const Lock lock(system_.mutex);
     system_.pools.push_back({.format = format, .buffers = buffers, .size = size});
     *out = new FakePool(system_, system_.pools.size() - 1);
     return S_OK;
@@ -405,16 +386,11 @@ HRESULT FakeCaptureSystem::WrapDevice(IDXGIDevice* dxgi, IInspectable** out) {
 }
 
 void FakeCaptureSystem::Compose(winrt::SizeInt32 content, int64_t time_ticks, uint8_t shade) {
-  const Lock lock(mutex);
   for (FakePool* pool : live_pools) pool->Compose(content, time_ticks, shade);
 }
 
 void FakeCaptureSystem::CloseItem() {
-  ComPtr<winrt::IItemClosedHandler> handler;
-  {
-    const Lock lock(mutex);
-    handler = closed_handler;
-  }
+  const ComPtr<winrt::IItemClosedHandler> handler = closed_handler;
   if (handler.Get() != nullptr) handler->Invoke(nullptr, nullptr);
 }
 

@@ -1,7 +1,7 @@
 // A stand-in for Windows.Graphics.Capture over real textures: items, pools, sessions
 // and frames that keep the system's rules, fail where a test wants it, count who is
-// alive and note what was done wrong. Frames are composed when the test says so; any
-// thread may compose.
+// alive and note what was done wrong. Frames are composed when the test says so. One
+// thread at a time.
 #pragma once
 
 #include <windows.h>
@@ -10,7 +10,6 @@
 #include <wrl/client.h>
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -66,7 +65,6 @@ class FakeCaptureSystem final : public ICaptureSystem {
   std::string breach;                // the first one
 
   // Of the objects.
-  std::recursive_mutex mutex;
   Microsoft::WRL::ComPtr<ID3D11Device> device;  // the newest that was wrapped
   Microsoft::WRL::ComPtr<ID3D11DeviceContext> context;
   Microsoft::WRL::ComPtr<winrt::IItemClosedHandler> closed_handler;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <vector>
 
 #include "media/memory_picture.h"
@@ -35,6 +36,12 @@ struct WorkerRig {
     }
   }
 
+  uint64_t Took(const std::function<void()>& what) const {
+    const uint64_t before = clock.SteadyNs();
+    what();
+    return clock.SteadyNs() - before;
+  }
+
   FakeClock clock;
   FakeEncoderBackend backend{clock};
   CollectingSink sink;
@@ -58,7 +65,6 @@ TEST(EncoderWorker, EveryFrameComesOutInOrderWhateverTheLatency) {
       for (uint64_t i = 0; i < 50; ++i) ASSERT_EQ(rig.sink.pts[i], i);
       // Frames inside and waiting never outnumber the pool's pictures.
       EXPECT_LE(rig.backend.deepest + EncoderWorker::kQueueDepth + 1, pool);
-      rig.worker->Stop();
     }
   }
 }
@@ -68,14 +74,10 @@ TEST(EncoderWorker, AnEncoderThatRunsBehindIsWaitedForOnce) {
   rig.backend.frames_behind = 4;
   rig.Begin();
   rig.Feed(1, 20 * kMs);
-  const uint64_t before = rig.clock.SteadyNs();
-  rig.Feed(200, 20 * kMs);
-  const uint64_t took = rig.clock.SteadyNs() - before;
-  EXPECT_LE(took, 200 * 20 * kMs + 1100 * kMs);
+  EXPECT_LE(rig.Took([&] { rig.Feed(200, 20 * kMs); }), 200 * 20 * kMs + 1100 * kMs);
   EXPECT_EQ(rig.sink.pts.size(), 201U - 4U);
   EXPECT_TRUE(rig.worker->Drain().ok());
   EXPECT_EQ(rig.sink.pts.size(), 201U);
-  rig.worker->Stop();
 }
 
 TEST(EncoderWorker, AStuckEncoderFailsAfterFiveSecondsAndReleasesTheCaller) {
@@ -83,19 +85,14 @@ TEST(EncoderWorker, AStuckEncoderFailsAfterFiveSecondsAndReleasesTheCaller) {
   rig.Begin();
   rig.Feed(10, 10 * kMs);
   rig.backend.stuck = true;
-  const uint64_t before = rig.clock.SteadyNs();
-  rig.Feed(1000, 10 * kMs);
-  const uint64_t took = rig.clock.SteadyNs() - before;
+  const uint64_t took = rig.Took([&] { rig.Feed(1000, 10 * kMs); });
   EXPECT_GE(took, 5 * kSec);
   EXPECT_LE(took, 5 * kSec + 200 * kMs);
   EXPECT_TRUE(rig.worker->Failed());
   EXPECT_EQ(rig.worker->FirstError(),
             Status(StatusCode::DriverError, "the encoder stopped giving back frames"));
   // Nothing is owed to an encoder that failed.
-  const uint64_t drain_began = rig.clock.SteadyNs();
-  EXPECT_FALSE(rig.worker->Drain().ok());
-  EXPECT_EQ(rig.clock.SteadyNs(), drain_began);
-  rig.worker->Stop();
+  EXPECT_EQ(rig.Took([&] { EXPECT_FALSE(rig.worker->Drain().ok()); }), 0U);
 }
 
 TEST(EncoderWorker, ALongPauseIsNoSilenceOfTheEncoder) {
@@ -107,7 +104,6 @@ TEST(EncoderWorker, ALongPauseIsNoSilenceOfTheEncoder) {
   rig.backend.frames_behind = 1;
   rig.Feed(5, 20 * kMs);
   EXPECT_FALSE(rig.worker->Failed());
-  rig.worker->Stop();
 }
 
 TEST(EncoderWorker, TheFirstErrorStays) {
@@ -122,7 +118,6 @@ TEST(EncoderWorker, TheFirstErrorStays) {
   EXPECT_EQ(rig.worker->FirstError(),
             Status(StatusCode::DriverError,
                    "an unexpected error stopped the encoder: the encoder broke"));
-  rig.worker->Stop();
 }
 
 TEST(EncoderWorker, DrainAndStopEndInBoundedTime) {
@@ -130,20 +125,15 @@ TEST(EncoderWorker, DrainAndStopEndInBoundedTime) {
   rig.Begin();
   rig.backend.stuck = true;
   rig.Feed(1, 20 * kMs);
-  uint64_t before = rig.clock.SteadyNs();
-  EXPECT_TRUE(rig.worker->Drain().ok());
-  EXPECT_LE(rig.clock.SteadyNs() - before, kSec + 10 * kMs);
+  EXPECT_LE(rig.Took([&] { EXPECT_TRUE(rig.worker->Drain().ok()); }), kSec + 10 * kMs);
 
   // One frame with the worker and a full queue; no more fit.
   for (int i = 0; i < 4; ++i)
     ASSERT_TRUE(rig.worker->Submit({.picture = rig.picture}, rig.give_up));
   rig.clock.After(300 * kMs, [&] { rig.give_up = true; });
-  before = rig.clock.SteadyNs();
-  EXPECT_FALSE(rig.worker->Submit({.picture = rig.picture}, rig.give_up));
-  EXPECT_LE(rig.clock.SteadyNs() - before, 400 * kMs);
-  before = rig.clock.SteadyNs();
-  rig.worker->Stop();
-  EXPECT_LE(rig.clock.SteadyNs() - before, 10 * kMs);
+  const auto submit = [&] { return rig.worker->Submit({.picture = rig.picture}, rig.give_up); };
+  EXPECT_LE(rig.Took([&] { EXPECT_FALSE(submit()); }), 400 * kMs);
+  EXPECT_LE(rig.Took([&] { rig.worker->Stop(); }), 10 * kMs);
 }
 
 }  // namespace
