@@ -200,8 +200,10 @@ TEST_F(WasapiStreamTest, ASourceIsAskedForAsItMustBe) {
 TEST_F(WasapiStreamTest, PacketsAreQueuedWithTheirTimes) {
   script_.format.nSamplesPerSec = 44100;
   ASSERT_TRUE(Open(kOutput).ok());
-  script_.packets = {{{0.5f, -0.5f, 0.25f, 1}, 1, 12'345}, {{1, 1}, 2, 0}};
+  script_.packets = {{{0.5f, -0.5f, 0.25f, 1}, 1, 12'345}, {}, {{1, 1}, 2, 0}};
   script_.after_packets = AUDCLNT_E_DEVICE_INVALIDATED;
+  EXPECT_EQ(stream_.Drain(), S_OK);
+  EXPECT_EQ(script_.packets.size(), 1u) << "a packet of nothing ends a turn";
   EXPECT_TRUE(IsDeviceGone(stream_.Drain())) << "what came before is kept";
   SoundBatch batch;
   ASSERT_TRUE(queue_.Take(batch).ok());

@@ -77,9 +77,13 @@ INSTANTIATE_TEST_SUITE_P(Servers, CaptureOnServers,
                                          std::vector<std::string>{"-extension", "RANDR"},
                                          std::vector<std::string>{"-extension", "Composite"}));
 
-TEST(Capture, TakesNothingWhileNothingIsDrawn) {
+class Capture : public testing::Test {
+ protected:
   Bench bench;
   X11Painter painter;
+};
+
+TEST_F(Capture, TakesNothingWhileNothingIsDrawn) {
   CaptureDriver& driver = bench.Capture({});
   ASSERT_TRUE(driver.Until([](const CapturedFrame&) { return true; }));
   driver.Settle();
@@ -97,9 +101,7 @@ TEST(Capture, TakesNothingWhileNothingIsDrawn) {
   EXPECT_GT(driver.frame.time_ns, time_ns);
 }
 
-TEST(Capture, LeavesAPictureThatSomebodyHoldsAsItIs) {
-  Bench bench;
-  X11Painter painter;
+TEST_F(Capture, LeavesAPictureThatSomebodyHoldsAsItIs) {
   painter.Fill(painter.root(), {0, 0, 1280, 720}, kRed);
   CaptureDriver& driver = bench.Capture({});
   ASSERT_TRUE(driver.UntilPixel(0, 0, kRed));
@@ -126,9 +128,7 @@ TEST(Capture, LeavesAPictureThatSomebodyHoldsAsItIs) {
   EXPECT_TRUE(driver.UntilPixel(5, 5, kGreen));
 }
 
-TEST(Capture, ShowsOnlyItsOwnDisplay) {
-  Bench bench;
-  X11Painter painter;
+TEST_F(Capture, ShowsOnlyItsOwnDisplay) {
   ASSERT_EQ(std::system("xrandr --setmonitor left 640/169x720/190+0+0 screen >/dev/null 2>&1 && "
                         "xrandr --setmonitor right 640/169x720/190+640+0 none >/dev/null 2>&1"),
             0);
@@ -157,9 +157,7 @@ TEST(Capture, ShowsOnlyItsOwnDisplay) {
   EXPECT_EQ(again.code(), StatusCode::DriverError);
 }
 
-TEST(Capture, FollowsTheSizeOfTheDisplay) {
-  Bench bench;
-  X11Painter painter;
+TEST_F(Capture, FollowsTheSizeOfTheDisplay) {
   CaptureDriver& driver = bench.Capture({});
   ASSERT_TRUE(driver.Until([](const CapturedFrame& frame) { return frame.width == 1280; }));
   ASSERT_EQ(std::system("xrandr --newmode small 50 800 840 900 1000 600 610 620 640 && "
@@ -171,9 +169,7 @@ TEST(Capture, FollowsTheSizeOfTheDisplay) {
   EXPECT_EQ(bench.capture->Width(), 800U);
 }
 
-TEST(Capture, ShowsACoveredWindowWithoutItsBorder) {
-  Bench bench;
-  X11Painter painter;
+TEST_F(Capture, ShowsACoveredWindowWithoutItsBorder) {
   const xcb_window_t window = painter.MakeWindow({100, 100, 200, 150}, kRed, 3);
   painter.Fill(window, {10, 10, 20, 20}, kGreen);
   CaptureDriver& driver = bench.Capture(WindowTarget(window));
@@ -193,9 +189,7 @@ TEST(Capture, ShowsACoveredWindowWithoutItsBorder) {
   EXPECT_TRUE(driver.UntilPixel(100, 75, kBlue));
 }
 
-TEST(Capture, FollowsTheSizeOfAWindow) {
-  Bench bench;
-  X11Painter painter;
+TEST_F(Capture, FollowsTheSizeOfAWindow) {
   const xcb_window_t window = painter.MakeWindow({0, 0, 200, 150}, kRed);
   CaptureDriver& driver = bench.Capture(WindowTarget(window));
   ASSERT_TRUE(driver.UntilPixel(199, 149, kRed));
@@ -217,9 +211,7 @@ TEST(Capture, FollowsTheSizeOfAWindow) {
   EXPECT_EQ(driver.size_changes, 2);
 }
 
-TEST(Capture, RepeatsTheLastFrameOfAHiddenWindowUntilItIsBack) {
-  Bench bench;
-  X11Painter painter;
+TEST_F(Capture, RepeatsTheLastFrameOfAHiddenWindowUntilItIsBack) {
   const xcb_window_t frame = painter.MakeWindow({0, 0, 300, 300}, kBlue);
   const xcb_window_t window = painter.MakeWindow({20, 20, 200, 150}, kRed, 0, frame);
   CaptureDriver& driver = bench.Capture(WindowTarget(window));
@@ -245,9 +237,7 @@ TEST(Capture, RepeatsTheLastFrameOfAHiddenWindowUntilItIsBack) {
   }
 }
 
-TEST(Capture, TellsThatAWindowIsGone) {
-  Bench bench;
-  X11Painter painter;
+TEST_F(Capture, TellsThatAWindowIsGone) {
   const xcb_window_t window = painter.MakeWindow({0, 0, 200, 150}, kRed);
   CaptureDriver& driver = bench.Capture(WindowTarget(window));
   ASSERT_TRUE(driver.UntilPixel(5, 5, kRed));
@@ -255,9 +245,11 @@ TEST(Capture, TellsThatAWindowIsGone) {
   painter.Destroy(window);
   EXPECT_TRUE(driver.Until([&](const CapturedFrame&) { return bench.capture->TargetGone(); }));
   EXPECT_EQ(PixelOf(driver.frame, 5, 5), kRed);  // the last frame stays usable
+  EXPECT_EQ(bench.TryCapture(WindowTarget(window)),
+            Status(StatusCode::DriverError, "the window to capture is not there"));
 }
 
-TEST(Capture, RefusesWhatItCannotCapture) {
+TEST(CaptureRefusals, NameWhatIsLacking) {
   Bench bench({"-extension", "Composite"});
   X11Painter painter;
   const xcb_window_t window = painter.MakeWindow({0, 0, 200, 150}, kRed);
@@ -275,14 +267,7 @@ TEST(Capture, RefusesWhatItCannotCapture) {
   EXPECT_EQ(bench.TryCapture({}).code(), StatusCode::Unsupported);
 }
 
-TEST(Capture, RefusesAWindowThatIsNotThere) {
-  Bench bench;
-  EXPECT_EQ(bench.TryCapture(WindowTarget(0x7FFFFF)),
-            Status(StatusCode::DriverError, "the window to capture is not there"));
-}
-
-TEST(Capture, ThrowsWhenTheServerDies) {
-  Bench bench;
+TEST_F(Capture, ThrowsWhenTheServerDies) {
   CaptureDriver& driver = bench.Capture({}, true);
   ASSERT_TRUE(driver.Until([](const CapturedFrame&) { return true; }));
   const CapturedFrame held = driver.frame;
@@ -298,9 +283,7 @@ TEST(Capture, ThrowsWhenTheServerDies) {
   EXPECT_TRUE(bench.Capture({}).Until([](const CapturedFrame& frame) { return frame.fresh; }));
 }
 
-TEST(Capture, ThrowsWhenTheServerHangs) {
-  Bench bench;
-  X11Painter painter;
+TEST_F(Capture, ThrowsWhenTheServerHangs) {
   CaptureDriver& driver = bench.Capture({}, true);
   ASSERT_TRUE(driver.Until([](const CapturedFrame&) { return true; }));
   bench.display.Freeze();
@@ -312,9 +295,7 @@ TEST(Capture, ThrowsWhenTheServerHangs) {
   EXPECT_TRUE(bench.TryCapture({}).ok());
 }
 
-TEST(Capture, DrawsThePointerWhereItIs) {
-  Bench bench;
-  X11Painter painter;
+TEST_F(Capture, DrawsThePointerWhereItIs) {
   const xcb_window_t window = painter.MakeWindow({100, 100, 400, 300}, kRed);
   painter.SetSquareCursor(window, 8, kGreen);
   painter.MovePointer(150, 150);
@@ -352,9 +333,7 @@ TEST(Capture, DrawsThePointerWhereItIs) {
   EXPECT_EQ(driver.fresh, 0);
 }
 
-TEST(Capture, LeavesThePointerOutWhenToldTo) {
-  Bench bench;
-  X11Painter painter;
+TEST_F(Capture, LeavesThePointerOutWhenToldTo) {
   painter.Fill(painter.root(), {0, 0, 1280, 720}, kRed);
   painter.SetSquareCursor(painter.root(), 8, kGreen);
   painter.MovePointer(50, 50);

@@ -156,7 +156,9 @@ HRESULT WasapiStream::TakePacket() {
   record.flags = flags;
   record.device_ns = ticks * kNsPerTick;
   queue_.PushFrames(record, downmix_, data);
-  return packets_->ReleaseBuffer(frames);
+  const HRESULT released = packets_->ReleaseBuffer(frames);
+  // A driver that gives packets of nothing would be asked for ever.
+  return frames == 0 && SUCCEEDED(released) ? AUDCLNT_S_BUFFER_EMPTY : released;
 }
 
 }  // namespace orventa
