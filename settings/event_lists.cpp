@@ -27,15 +27,8 @@ bool CanStandInFile(std::string_view id) {
          std::string_view("#;[").find(id.front()) == std::string_view::npos;
 }
 
-// The event's place in the file: the table's order, and unknown ones behind it.
-size_t Place(std::string_view id) {
-  const GameEventRow* event = FindGameEvent(id);
-  const auto table = GameEventTable();
-  return event == nullptr ? table.size() : static_cast<size_t>(event - table.data());
-}
-
-// A list holds what differs from an event's own default, in the file's order: so a
-// config is the same before and after it has been a file.
+// A list holds what differs from an event's own default: so a config is the same before
+// and after it has been a file.
 template <typename T>
 Taken Put(std::vector<std::pair<std::string, T>>& list, std::string_view id, T value,
           const T& usual) {
@@ -48,10 +41,7 @@ Taken Put(std::vector<std::pair<std::string, T>>& list, std::string_view id, T v
   }
   if (!to_list) return Taken::AsIs;
   if (list.size() >= kMaxRows || !CanStandInFile(id)) return Taken::Ignored;
-  const auto next = std::find_if(list.begin(), list.end(), [place = Place(id)](const auto& other) {
-    return Place(other.first) > place;
-  });
-  list.emplace(next, id, std::move(value));
+  list.emplace_back(id, std::move(value));
   return Taken::AsIs;
 }
 

@@ -183,13 +183,6 @@ def a_file_that_cannot_be_read_is_told_and_kept(options):
         assert os.path.isdir(path_of(desktop, "gamelist.ini"))
         desktop.stop_service()
 
-        put(desktop, "mine.ini", "[video]\nfps = 900\n[colours]\nred = 1\n")
-        done = check(desktop, path_of(desktop, "mine.ini"))
-        assert done.returncode == 1, done
-        lines = done.stdout.splitlines()
-        assert any(line.startswith("mine.ini:2: ") for line in lines), lines
-        assert any(line.startswith("mine.ini:4: ") for line in lines), lines
-
 
 if __name__ == "__main__":
     sys.exit(run.main(TESTS, "settings", __doc__))

@@ -8,12 +8,10 @@ namespace {
 class EventSaveTest : public testing::Test {
  protected:
   EventSaveTest() {
-    platform.on_engine = [](FakeEngine& engine) {
-      engine.ChangeStatus([](EngineSnapshot& status) {
-        status.target_name = "Some Game";
-        status.replay_seconds = 60;
-      });
-    };
+    platform.StartEngineWith([](EngineSnapshot& status) {
+      status.target_name = "Some Game";
+      status.replay_seconds = 60;
+    });
   }
   void EventAt(uint64_t ms, EventSaveRequest request) {
     platform.PostAfter(ms, ServiceMessage::EventSave, static_cast<uint64_t>(request));
@@ -22,8 +20,7 @@ class EventSaveTest : public testing::Test {
   std::vector<FakeEngine::SaveSeen> Saves(std::vector<std::string> arguments = {}) {
     std::vector<FakeEngine::SaveSeen> saves;
     platform.After(60'000, [&] { saves = platform.engine->Saves(); });
-    platform.CloseAfter(60'001);
-    EXPECT_EQ(platform.Run(std::move(arguments)), 0);
+    EXPECT_EQ(platform.RunFor(60'001, std::move(arguments)), 0);
     return saves;
   }
   uint64_t AtMs(uint64_t ms) const { return FakeClock::kSteadyStartNs + ms * kNsPerMs; }

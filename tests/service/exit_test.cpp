@@ -25,8 +25,7 @@ TEST_F(ExitTest, WaitsForASaveAndKeepsTheOneBehindIt) {
   SavesTake(4 * kNsPerSecond);
   platform.PostAfter(1000, ServiceMessage::Command, kSaveReplay);
   platform.PostAfter(1500, ServiceMessage::Command, kSaveReplay);
-  platform.CloseAfter(2000);
-  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.RunFor(2000), 0);
   EXPECT_EQ(platform.LogCount("save: /clips/Some Game/clip.mp4"), 2U);
   EXPECT_EQ(platform.JournalCount("ends process with 0"), 0U);
   EXPECT_EQ(platform.Log().back(), "exit: clean, after 9 s");
@@ -36,8 +35,7 @@ TEST_F(ExitTest, WaitsForASaveAndKeepsTheOneBehindIt) {
 TEST_F(ExitTest, ASaveThatNeverEndsIsGivenUpAfterFifteenSeconds) {
   SavesTake(kForever);
   platform.PostAfter(1000, ServiceMessage::Command, kSaveReplay);
-  platform.CloseAfter(2000);
-  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.RunFor(2000), 0);
   EXPECT_EQ(RanMs(), 17'000U);
   EXPECT_EQ(platform.LogCount("exiting while a save is still writing; it will not be kept"), 1U);
   // The engine has stopped before the process goes.
@@ -57,8 +55,7 @@ TEST_F(ExitTest, AnOpenEventSaveIsWrittenBehindTheSaveAtWork) {
   };
   platform.PostAfter(1000, ServiceMessage::Command, kSaveReplay);
   platform.PostAfter(1500, ServiceMessage::EventSave, kClip);
-  platform.CloseAfter(2000);
-  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.RunFor(2000), 0);
   ASSERT_EQ(seen.size(), 2U);
   // 30 s as set and the 2.5 s until the first save was done.
   EXPECT_EQ(seen[1].seconds, 33U);
@@ -71,8 +68,7 @@ TEST_F(ExitTest, ASignOutStopsTheEngineInsideTheEvent) {
   uint64_t stopped_at_journal = 0;
   platform.After(2000, [&] { platform.loop->InjectSystemEvent(SystemEvent::SessionEnding); });
   platform.After(23'000, [&] { stopped_at_journal = platform.JournalCount("engine stops"); });
-  platform.CloseAfter(24'000);
-  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.RunFor(24'000), 0);
   EXPECT_EQ(stopped_at_journal, 1U);
   EXPECT_EQ(platform.LogCount("save: /clips/Some Game/clip.mp4"), 1U);
 }
@@ -88,8 +84,7 @@ TEST_F(ExitTest, ASignOutWaitsAMinuteAtMost) {
     stops_after = platform.JournalCount("engine stops");
     platform.engine->ReleaseSaves();
   });
-  platform.CloseAfter(63'000);
-  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.RunFor(63'000), 0);
   EXPECT_EQ(stops_before, 0U);
   EXPECT_EQ(stops_after, 1U);
 }

@@ -59,6 +59,14 @@ std::string FakePlatform::Stat(const std::string& key) {
   return answer.substr(from, answer.find('\n', from) - from);
 }
 
+void FakePlatform::NoteAfter(uint64_t ms, std::vector<std::string> keys) {
+  After(ms, [this, keys = std::move(keys)] {
+    std::string note;
+    for (const std::string& key : keys) note += (note.empty() ? "" : " ") + Stat(key);
+    notes.push_back(std::move(note));
+  });
+}
+
 int FakePlatform::Run(std::vector<std::string> arguments) {
   KnownFolders folders;
   folders.config = Folder("config");

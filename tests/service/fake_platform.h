@@ -67,8 +67,21 @@ class FakePlatform : public IProcess, public IDesktop, public IDialogs {
   // The value of a key in the answer to STATS.
   std::string Stat(const std::string& key);
 
+  // Writes those lines of STATS down for `notes`, with blanks between them.
+  void NoteAfter(uint64_t ms, std::vector<std::string> keys = {"notice"});
+  std::vector<std::string> notes;
+
+  // What the engine says of itself from before its start on.
+  void StartEngineWith(std::function<void(EngineSnapshot&)> change) {
+    on_engine = [change](FakeEngine& started) { started.ChangeStatus(change); };
+  }
+
   // The service's whole life.
   int Run(std::vector<std::string> arguments = {});
+  int RunFor(uint64_t ms, std::vector<std::string> arguments = {}) {
+    CloseAfter(ms);
+    return Run(std::move(arguments));
+  }
   // The log's texts, without times.
   std::vector<std::string> Log() const;
   size_t LogCount(const std::string& text) const;

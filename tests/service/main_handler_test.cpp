@@ -31,8 +31,7 @@ using Journal = std::vector<std::string>;
 TEST_F(MainHandlerTest, SleepHoldsTheCaptureAndWakingLetsItGo) {
   Say(100, SystemEvent::Suspending);
   Say(200, SystemEvent::Resumed);
-  platform.CloseAfter(300);
-  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.RunFor(300), 0);
   EXPECT_EQ(EngineJournal(),
             (Journal{"engine starts", "engine holds for sleep", "engine wakes", "engine stops"}));
   EXPECT_EQ(platform.LogCount("going to sleep: capture held"), 1U);
@@ -40,16 +39,13 @@ TEST_F(MainHandlerTest, SleepHoldsTheCaptureAndWakingLetsItGo) {
 }
 
 TEST_F(MainHandlerTest, ADisplayChangeCanBringAnEncoderBack) {
-  platform.on_engine = [](FakeEngine& engine) {
-    engine.ChangeStatus([](EngineSnapshot& status) { status.no_encoder = true; });
-  };
+  platform.StartEngineWith([](EngineSnapshot& status) { status.no_encoder = true; });
   Say(100, SystemEvent::DisplaysChanged);
   platform.After(200, [&] {
     platform.engine->ChangeStatus([](EngineSnapshot& status) { status.no_encoder = false; });
   });
   Say(300, SystemEvent::DisplaysChanged);
-  platform.CloseAfter(400);
-  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.RunFor(400), 0);
   EXPECT_EQ(EngineJournal(),
             (Journal{"engine starts", "engine takes settings", "engine looks for encoders",
                      "engine takes settings", "engine stops"}));
@@ -59,27 +55,22 @@ TEST_F(MainHandlerTest, TheReplayStopsAndGoesOnOnlyIfThatChangesSomething) {
   Command(100, TrayCommand::ResumeReplay);  // runs already
   Command(200, TrayCommand::StopReplay);
   Command(300, TrayCommand::StopReplay);  // stopped already
-  std::string notice;
-  platform.After(400, [&] { notice = platform.Stat("notice"); });
+  platform.NoteAfter(400);
   Command(500, TrayCommand::TogglePause);
-  platform.CloseAfter(600);
-  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.RunFor(600), 0);
   EXPECT_EQ(EngineJournal(),
             (Journal{"engine starts", "engine pauses", "engine goes on", "engine stops"}));
-  EXPECT_EQ(notice, "Replay stopped");
+  EXPECT_EQ(platform.notes, (Journal{"Replay stopped"}));
 }
 
 TEST_F(MainHandlerTest, TheReplayDoesNotStopDuringARecording) {
-  platform.on_engine = [](FakeEngine& engine) {
-    engine.ChangeStatus([](EngineSnapshot& status) { status.recording = true; });
-  };
+  platform.StartEngineWith([](EngineSnapshot& status) { status.recording = true; });
   Command(100, TrayCommand::TogglePause);
-  std::string notice;
-  platform.After(200, [&] { notice = platform.Stat("notice"); });
-  platform.CloseAfter(300);
-  EXPECT_EQ(platform.Run(), 0);
+  platform.NoteAfter(200);
+  EXPECT_EQ(platform.RunFor(300), 0);
   EXPECT_EQ(platform.JournalCount("engine pauses"), 0U);
-  EXPECT_EQ(notice, "The replay can't start or stop during a recording. Stop the recording first.");
+  EXPECT_EQ(platform.notes, (Journal{"The replay can't start or stop during a recording. Stop the "
+                                     "recording first."}));
 }
 
 TEST_F(MainHandlerTest, MessagesOfNobodyAndWithTheWrongRecordAreDropped) {
@@ -98,16 +89,9 @@ TEST_F(MainHandlerTest, MessagesOfNobodyAndWithTheWrongRecordAreDropped) {
     (void)platform.loop->Post(
         {static_cast<uint32_t>(ServiceMessage::ShowNotice), 0, std::move(carried)});
   });
-  std::string notice;
-  std::string seq;
-  platform.After(200, [&] {
-    notice = platform.Stat("notice");
-    seq = platform.Stat("notice_seq");
-  });
-  platform.CloseAfter(300);
-  EXPECT_EQ(platform.Run({"--from-window"}), 0);
-  EXPECT_EQ(notice, "From another thread");
-  EXPECT_EQ(seq, "1");
+  platform.NoteAfter(200, {"notice_seq", "notice"});
+  EXPECT_EQ(platform.RunFor(300, {"--from-window"}), 0);
+  EXPECT_EQ(platform.notes, (Journal{"1 From another thread"}));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@ namespace orventa {
 namespace {
 
 constexpr auto kSaveReplay = static_cast<uint64_t>(TrayCommand::SaveReplay);
+const std::vector<std::string> kSaveNews = {"notice_warning", "written_seq", "notice"};
 constexpr auto kSaveClip = static_cast<uint64_t>(TrayCommand::SaveClip);
 
 FakeEngine::SaveEnd Answers(Status status) {
@@ -30,8 +31,7 @@ TEST(Saving, OneIsWrittenOneWaitsAndTheNewestRequestWins) {
   platform.PostAfter(3000, ServiceMessage::Command, kSaveClip);
   std::vector<FakeEngine::SaveSeen> saves;
   platform.After(20'000, [&] { saves = platform.engine->Saves(); });
-  platform.CloseAfter(20'001);
-  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.RunFor(20'001), 0);
   EXPECT_EQ(saves, (std::vector<FakeEngine::SaveSeen>{{0, begin_ns + 1 * kNsPerSecond},
                                                       {30, begin_ns + 6 * kNsPerSecond}}));
   EXPECT_EQ(platform.LogCount("save waits for the save being written"), 1U);
@@ -45,20 +45,10 @@ TEST(Saving, OneIsWrittenOneWaitsAndTheNewestRequestWins) {
 
 TEST(Saving, TheUserHearsWhereTheClipIs) {
   FakePlatform platform;
-  std::string notice;
-  std::string warning;
-  std::string written;
   platform.PostAfter(1000, ServiceMessage::Command, kSaveClip);
-  platform.After(1100, [&] {
-    notice = platform.Stat("notice");
-    warning = platform.Stat("notice_warning");
-    written = platform.Stat("written_seq");
-  });
-  platform.CloseAfter(2000);
-  EXPECT_EQ(platform.Run(), 0);
-  EXPECT_EQ(notice, "Clip saved\\nin Some Game");
-  EXPECT_EQ(warning, "0");
-  EXPECT_EQ(written, "1");
+  platform.NoteAfter(1100, kSaveNews);
+  EXPECT_EQ(platform.RunFor(2000), 0);
+  EXPECT_EQ(platform.notes.at(0), "0 1 Clip saved\\nin Some Game");
 }
 
 TEST(Saving, AFallbackFolderIsToldInsteadOfThePlace) {
@@ -73,12 +63,10 @@ TEST(Saving, AFallbackFolderIsToldInsteadOfThePlace) {
       status.saved_elsewhere_reason = "could not write to /clips";
     });
   };
-  std::string notice;
   platform.PostAfter(1000, ServiceMessage::Command, kSaveReplay);
-  platform.After(1100, [&] { notice = platform.Stat("notice"); });
-  platform.CloseAfter(2000);
-  EXPECT_EQ(platform.Run(), 0);
-  EXPECT_EQ(notice, "Replay saved\\ncould not write to /clips");
+  platform.NoteAfter(1100);
+  EXPECT_EQ(platform.RunFor(2000), 0);
+  EXPECT_EQ(platform.notes.at(0), "Replay saved\\ncould not write to /clips");
 }
 
 TEST(Saving, FailuresAreToldAndCounted) {
@@ -103,21 +91,11 @@ TEST(Saving, FailuresAreToldAndCounted) {
       engine.SetSaves(0, row.end);
       engine.ChangeStatus([](EngineSnapshot& status) { status.paused = true; });
     };
-    std::string notice;
-    std::string warning;
-    std::string written;
     platform.PostAfter(1000, ServiceMessage::Command, kSaveReplay);
-    platform.After(1100, [&] {
-      notice = platform.Stat("notice");
-      warning = platform.Stat("notice_warning");
-      written = platform.Stat("written_seq");
-    });
-    platform.CloseAfter(2000);
-    EXPECT_EQ(platform.Run(), 0);
+    platform.NoteAfter(1100, kSaveNews);
+    EXPECT_EQ(platform.RunFor(2000), 0);
     EXPECT_EQ(platform.LogCount(row.log), 1U) << row.log;
-    EXPECT_EQ(notice, row.notice);
-    EXPECT_EQ(warning, "1");
-    EXPECT_EQ(written, "0");
+    EXPECT_EQ(platform.notes.at(0), "1 0 " + row.notice);
   }
 }
 
@@ -163,19 +141,13 @@ TEST(Saving, EveryFailureHasItsSentence) {
 
 TEST(Saving, WithoutAnEncoderTheRequestIsRefusedAloud) {
   FakePlatform platform;
-  platform.on_engine = [](FakeEngine& engine) {
-    engine.ChangeStatus([](EngineSnapshot& status) { status.no_encoder = true; });
-  };
-  std::string notice;
+  platform.StartEngineWith([](EngineSnapshot& status) { status.no_encoder = true; });
   std::vector<FakeEngine::SaveSeen> saves;
   platform.PostAfter(100, ServiceMessage::Command, kSaveReplay);
-  platform.After(200, [&] {
-    notice = platform.Stat("notice");
-    saves = platform.engine->Saves();
-  });
-  platform.CloseAfter(300);
-  EXPECT_EQ(platform.Run(), 0);
-  EXPECT_EQ(notice, "No video encoder to record with");
+  platform.NoteAfter(200);
+  platform.After(200, [&] { saves = platform.engine->Saves(); });
+  EXPECT_EQ(platform.RunFor(300), 0);
+  EXPECT_EQ(platform.notes.at(0), "No video encoder to record with");
   EXPECT_TRUE(saves.empty());
   EXPECT_EQ(platform.LogCount("refused: no video encoder to record with"), 1U);
 }
@@ -191,8 +163,7 @@ TEST(Saving, PressesTooCloseTogetherAreOne) {
   press(1700, HotkeyAction::SaveReplay);
   std::vector<FakeEngine::SaveSeen> saves;
   platform.After(3000, [&] { saves = platform.engine->Saves(); });
-  platform.CloseAfter(3001);
-  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.RunFor(3001), 0);
   EXPECT_EQ(saves.size(), 2U);
   EXPECT_EQ(platform.JournalCount("engine pauses"), 1U);
   EXPECT_EQ(platform.LogCount("replay paused"), 1U);

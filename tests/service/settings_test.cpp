@@ -15,6 +15,13 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
+Config ConfigIn(const FakePlatform& platform) {
+  Config config;
+  ConfigReadOutcome outcome;
+  ReadConfigText(platform.ConfigFile("config.ini"), config, outcome);
+  return config;
+}
+
 class SettingsTest : public testing::Test {
  protected:
   void Write(const std::string& name, const std::string& text) {
@@ -27,16 +34,10 @@ class SettingsTest : public testing::Test {
   }
   // What config.ini says of a setting.
   std::string InFile(const std::string& name) const {
-    Config config;
-    ConfigReadOutcome outcome;
-    ReadConfigText(platform.ConfigFile("config.ini"), config, outcome);
-    return SettingText(config, name);
+    return SettingText(ConfigIn(platform), name);
   }
   void Command(uint64_t ms, TrayCommand command) {
     platform.PostAfter(ms, ServiceMessage::Command, static_cast<uint64_t>(command));
-  }
-  void NoteNotice(uint64_t ms) {
-    platform.After(ms, [this] { notices.push_back(platform.Stat("notice")); });
   }
   void Ask(uint64_t ms, const std::string& verb, const std::string& body) {
     platform.After(ms, [=, this] { answers.push_back(platform.Ask(verb, body)); });
@@ -45,14 +46,9 @@ class SettingsTest : public testing::Test {
     platform.After(
         ms, [=, this] { seen.push_back(SettingText(platform.engine->GetSettings(), name)); });
   }
-  int RunFor(uint64_t ms, Lines arguments = {}) {
-    platform.CloseAfter(ms);
-    return platform.Run(std::move(arguments));
-  }
   size_t Reloads() const { return platform.LogCount("reloading settings"); }
 
   FakePlatform platform;
-  Lines notices;
   Lines answers;
   Lines seen;  // settings as the engine has them
 };
@@ -63,48 +59,39 @@ constexpr CodecMeans kFast{.encodes = true, .fast = true};
 constexpr CodecMeans kDeep{.encodes = true, .ten_bit = true, .fast = true};
 
 TEST(FirstRun, TakesTheNewestCodecThatRecordsAndPlays) {
+  constexpr char kKept[] = "keeping h264, nothing newer both records and plays here";
+  const std::array<bool, kCodecCount> all = {true, true, true};
   const struct {
     MachineCodecs codecs;
-    const char* codec;
-    const char* deep;
-    const char* log;
-    std::array<bool, kCodecCount> plays = {true, true, true};
+    std::array<bool, kCodecCount> plays;
+    const char* chosen;  // codec, ten_bit, hdr
+    std::string log;
   } cases[] = {
-      {{kFast, kNone, kNone},
-       "h264",
-       "false",
-       "first run: keeping h264, nothing newer both records and plays here"},
-      {{kFast, kSlow, kSlow},
-       "h264",
-       "false",
-       "first run: keeping h264, nothing newer both records and plays here"},
-      {{kFast, kDeep, kDeep}, "hevc", "true", "first run: defaulting to hevc, 10-bit, hdr"},
-      {{kFast, kFast, kDeep}, "hevc", "false", "first run: defaulting to hevc, 8-bit"},
+      {{kFast, kNone, kNone}, all, "h264 false false", kKept},
+      {{kFast, kSlow, kSlow}, all, "h264 false false", kKept},
+      {{kFast, kDeep, kDeep}, all, "hevc true true", "defaulting to hevc, 10-bit, hdr"},
+      {{kFast, kFast, kDeep}, all, "hevc false false", "defaulting to hevc, 8-bit"},
       {{kFast, kDeep, kDeep},
-       "av1",
-       "true",
-       "first run: defaulting to av1, 10-bit, hdr",
-       {true, false, true}},
+       {true, false, true},
+       "av1 true true",
+       "defaulting to av1, 10-bit, hdr"},
   };
   for (const auto& row : cases) {
     FakePlatform platform;
     platform.codecs = row.codecs;
     platform.plays = row.plays;
     for (int run = 0; run < 2; ++run) {
-      platform.CloseAfter(100);
-      EXPECT_EQ(platform.Run(), 0);
+      EXPECT_EQ(platform.RunFor(100), 0);
     }
     EXPECT_EQ(platform.JournalCount("asks what plays"), 1U) << "the first run alone chooses";
-    Config config;
-    ConfigReadOutcome outcome;
-    ReadConfigText(platform.ConfigFile("config.ini"), config, outcome);
-    for (const char* block : {"video.", "recording."}) {
-      EXPECT_EQ(SettingText(config, std::string(block) + "codec"), row.codec) << row.log;
-      EXPECT_EQ(SettingText(config, std::string(block) + "ten_bit"), row.deep) << row.log;
-      EXPECT_EQ(SettingText(config, std::string(block) + "hdr"), row.deep) << row.log;
+    const Config config = ConfigIn(platform);
+    for (const std::string block : {"video.", "recording."}) {
+      const auto value = [&](const char* key) { return SettingText(config, block + key); };
+      EXPECT_EQ(value("codec") + " " + value("ten_bit") + " " + value("hdr"), row.chosen)
+          << row.log;
     }
     EXPECT_TRUE(config.screenshot.hdr);
-    EXPECT_EQ(platform.LogCount(row.log), 1U) << row.log;
+    EXPECT_EQ(platform.LogCount("first run: " + row.log), 1U) << row.log;
     EXPECT_EQ(platform.ConfigFile("gamelist.ini"), GameListText(DefaultGameList()));
   }
 }
@@ -129,11 +116,8 @@ TEST_F(SettingsTest, ACodecThatThisMachineLacksIsReplacedAndSaid) {
     const std::string text = std::string("[video]\nten_bit = true\ncodec = ") + row.wish + "\n";
     ASSERT_TRUE(
         WriteFileAtomically(machine.Folder("config/config.ini"), text, KeepBackup::No).ok());
-    machine.CloseAfter(100);
-    EXPECT_EQ(machine.Run(), 0);
-    Config config;
-    ConfigReadOutcome outcome;
-    ReadConfigText(machine.ConfigFile("config.ini"), config, outcome);
+    EXPECT_EQ(machine.RunFor(100), 0);
+    const Config config = ConfigIn(machine);
     EXPECT_EQ(SettingText(config, "video.codec"), row.codec) << row.wish;
     EXPECT_EQ(SettingText(config, "video.ten_bit"), row.ten_bit) << row.wish;
     EXPECT_EQ(machine.LogCount(std::string("codec: this GPU cannot encode ") + row.wish +
@@ -155,7 +139,7 @@ TEST_F(SettingsTest, DamagedFilesAreReplacedAndTold) {
       std::filesystem::remove(platform.Folder("config/gamelist.ini.bak"));
     }
     NoteSetting(100, "video.fps");
-    EXPECT_EQ(RunFor(200), 0);
+    EXPECT_EQ(platform.RunFor(200), 0);
     EXPECT_EQ(InFile("video.fps"), with_backup ? "30" : "60");
     const bool blocks =
         platform.ConfigFile("gamelist.ini").find("\nwindow:Blocks\n") != std::string::npos;
@@ -194,7 +178,7 @@ TEST_F(SettingsTest, TheCommandLineHoldsForTheRunAndIsNeverWritten) {
   NoteSetting(500, "audio.microphone");
   GameList list;
   platform.After(600, [&] { list = platform.engine->game_list(); });
-  EXPECT_EQ(RunFor(700, {"--set", "video.fps=30", "--window", "Blocks"}), 0);
+  EXPECT_EQ(platform.RunFor(700, {"--set", "video.fps=30", "--window", "Blocks"}), 0);
   EXPECT_EQ(seen, (Lines{"30", "30", "true"}));
   EXPECT_EQ(InFile("video.fps"), "144");
   EXPECT_NE(answers.at(0).find("\nnote=video.fps is given on the command line, which holds for "
@@ -228,17 +212,16 @@ TEST_F(SettingsTest, SwitchesAreWrittenAppliedAndTold) {
   for (const auto& row : cases) {
     Command(ms, row.command);
     NoteSetting(ms + 50, row.setting);
-    NoteNotice(ms + 50);
+    platform.NoteAfter(ms + 50);
     expected.emplace_back(row.value);
     expected_notices.emplace_back(row.notice);
     ms += 1000;
   }
-  std::string seq;
-  platform.After(ms, [&] { seq = platform.Stat("notice_seq"); });
-  EXPECT_EQ(RunFor(ms + 5000, {"--from-window"}), 0);
+  platform.NoteAfter(ms, {"notice_seq"});
+  expected_notices.emplace_back("6");  // no change is no news
+  EXPECT_EQ(platform.RunFor(ms + 5000, {"--from-window"}), 0);
   EXPECT_EQ(seen, expected);
-  EXPECT_EQ(notices, expected_notices);
-  EXPECT_EQ(seq, "6") << "no change is no news";
+  EXPECT_EQ(platform.notes, expected_notices);
   EXPECT_EQ(InFile("audio.microphone_volume"), "95");
   EXPECT_EQ(Reloads(), 7U) << "one a change, and none for the file having changed";
 }
@@ -246,19 +229,19 @@ TEST_F(SettingsTest, SwitchesAreWrittenAppliedAndTold) {
 TEST_F(SettingsTest, ASwitchWaitsForNobodyWhoKeepsWriting) {
   platform.After(1500, [&] { Write("config.ini", std::string("half\0", 5)); });
   Command(1510, TrayCommand::ToggleMicrophone);
-  NoteNotice(1950);
-  EXPECT_EQ(RunFor(1960), 0);
+  platform.NoteAfter(1950);
+  EXPECT_EQ(platform.RunFor(1960), 0);
   EXPECT_EQ(platform.LogCount("settings: config.ini kept changing, change not saved"), 1U);
-  EXPECT_EQ(notices, (Lines{"Could not write the settings file."}));
+  EXPECT_EQ(platform.notes, (Lines{"Could not write the settings file."}));
   EXPECT_EQ(platform.ConfigFile("config.ini"), std::string("half\0", 5));
 }
 
 TEST_F(SettingsTest, APauseIsRememberedWhenAskedFor) {
   Write("config.ini", "[service]\nremember_pause = true\n");
   Command(100, TrayCommand::TogglePause);
-  EXPECT_EQ(RunFor(200), 0);
+  EXPECT_EQ(platform.RunFor(200), 0);
   EXPECT_EQ(InFile("service.paused"), "true");
-  EXPECT_EQ(RunFor(100), 0);
+  EXPECT_EQ(platform.RunFor(100), 0);
   EXPECT_EQ(platform.LogCount("replay starts paused (remembered from last run)"), 1U);
 }
 
@@ -279,7 +262,7 @@ TEST_F(SettingsTest, SetConfigTakesAllLinesOrNone) {
       "# a comment\r\n\r\n Video.FPS = 30\r\nrecording.fps=900\nvideo.resolution=7\n"
       "game_events.port=70000");
   NoteSetting(300, "video.fps");
-  EXPECT_EQ(RunFor(6000), 0);
+  EXPECT_EQ(platform.RunFor(6000), 0);
   for (size_t i = 0; i < std::size(refused); ++i) {
     EXPECT_EQ(answers.at(i), std::string("ERR InvalidArgument ") + refused[i].answer);
   }
@@ -306,9 +289,9 @@ TEST_F(SettingsTest, TheGameListIsAnsweredWrittenAndTakenOver) {
   // In the way of the next write, and of the next reading.
   platform.After(400, [&] { MakeFolder("gamelist.ini"); });
   Ask(450, "SET_GAMELIST", "desktop");
-  NoteNotice(3500);
+  platform.NoteAfter(3500);
   platform.After(3600, [&] { EXPECT_EQ(platform.engine->game_list(), list); });
-  EXPECT_EQ(RunFor(4000), 0);
+  EXPECT_EQ(platform.RunFor(4000), 0);
   EXPECT_EQ(answers.at(0), "OK");
   EXPECT_TRUE(answers.at(1).ends_with("\npath:\"C:\\a.exe\"\n!window:Some: title\n"))
       << answers.at(1);
@@ -316,7 +299,7 @@ TEST_F(SettingsTest, TheGameListIsAnsweredWrittenAndTakenOver) {
   EXPECT_EQ(answers.at(3), "OK\ntold\n");
   EXPECT_EQ(answers.at(4), "ERR InvalidArgument cannot write the game list");
   EXPECT_EQ(list.entries.size(), 2U);
-  EXPECT_EQ(notices, (Lines{"Could not read the game list."}));
+  EXPECT_EQ(platform.notes, (Lines{"Could not read the game list."}));
 }
 
 TEST_F(SettingsTest, AReloadThatFailsLeavesTheRunningSettings) {
@@ -325,14 +308,14 @@ TEST_F(SettingsTest, AReloadThatFailsLeavesTheRunningSettings) {
     std::filesystem::remove(platform.Folder("config/config.ini.bak"));
     Write("config.ini", std::string("\0", 1));
   });
-  NoteNotice(5000);
+  platform.NoteAfter(5000);
   NoteSetting(5000, "video.fps");
   Ask(5000, "GET_CONFIG", "");
   Command(5500, TrayCommand::ToggleMicrophone);
-  EXPECT_EQ(RunFor(6000), 0);
+  EXPECT_EQ(platform.RunFor(6000), 0);
   EXPECT_EQ(InFile("video.fps"), "30") << "the file is whole again, from what ran";
   EXPECT_EQ(InFile("audio.microphone"), "true");
-  EXPECT_EQ(notices, (Lines{"Could not read the settings file."}));
+  EXPECT_EQ(platform.notes, (Lines{"Could not read the settings file."}));
   EXPECT_EQ(seen, (Lines{"30"}));
   EXPECT_EQ(answers, (Lines{"OK"}));
 }
@@ -340,17 +323,16 @@ TEST_F(SettingsTest, AReloadThatFailsLeavesTheRunningSettings) {
 TEST_F(SettingsTest, AnUpdateIsToldOnce) {
   const struct {
     const char* seen_version;
-    size_t notices;
-  } cases[] = {{"", 0}, {"0.0.9", 1}, {ORVENTA_VERSION, 0}, {"99.1", 0}};
+    const char* note;
+  } cases[] = {{"", "0 "},
+               {"0.0.9", "1 ORVENTA has updated to " ORVENTA_VERSION "."},
+               {ORVENTA_VERSION, "0 "},
+               {"99.1", "0 "}};
   for (const auto& row : cases) {
     Write("config.ini", std::string("[updates]\nlast_version_seen = ") + row.seen_version + "\n");
-    std::string seq;
-    platform.After(100, [&] { seq = platform.Stat("notice_seq"); });
-    notices.clear();
-    NoteNotice(100);
-    EXPECT_EQ(RunFor(200, {"--from-window"}), 0);
-    EXPECT_EQ(seq, std::to_string(row.notices)) << row.seen_version;
-    EXPECT_EQ(notices.at(0), row.notices == 0 ? "" : "ORVENTA has updated to " ORVENTA_VERSION ".");
+    platform.NoteAfter(100, {"notice_seq", "notice"});
+    EXPECT_EQ(platform.RunFor(200, {"--from-window"}), 0);
+    EXPECT_EQ(platform.notes.back(), row.note) << row.seen_version;
     EXPECT_EQ(InFile("updates.last_version_seen"), ORVENTA_VERSION);
   }
 }

@@ -16,8 +16,7 @@ void Write(const std::string& path, const std::string& text) {
 TEST(Start, DoesEverythingInItsOrder) {
   FakePlatform platform;
   platform.on_engine = [](FakeEngine&) { EXPECT_NE(CurrentService(), nullptr); };
-  platform.CloseAfter(500);
-  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.RunFor(500), 0);
   EXPECT_EQ(CurrentService(), nullptr);
   EXPECT_EQ(
       platform.journal,
@@ -68,8 +67,7 @@ TEST(Start, AfterACrashWaitsForTheDyingInstance) {
   FakePlatform platform;
   const uint64_t begin_ns = platform.clock.SteadyNs();
   platform.instance_held_until_ns = begin_ns + 4 * kNsPerSecond;
-  platform.CloseAfter(5000);
-  EXPECT_EQ(platform.Run({"--after-crash"}), 0);
+  EXPECT_EQ(platform.RunFor(5000, {"--after-crash"}), 0);
   EXPECT_EQ(platform.JournalCount("wants instance within 30000"), 1U);
   EXPECT_EQ(platform.JournalCount("engine starts"), 1U);
 }
@@ -79,8 +77,7 @@ TEST(Start, AfterAnUpdateWaitsForTheOldProcessAndThenForItsLock) {
   const uint64_t begin_ns = platform.clock.SteadyNs();
   platform.older_process_ends_ns = begin_ns + 2 * kNsPerSecond;
   platform.instance_held_until_ns = begin_ns + 2 * kNsPerSecond;
-  platform.CloseAfter(3000);
-  EXPECT_EQ(platform.Run({"--after-update", "77"}), 0);
+  EXPECT_EQ(platform.RunFor(3000, {"--after-update", "77"}), 0);
   EXPECT_EQ(
       (Journal{platform.journal.begin() + 3, platform.journal.begin() + 6}),
       (Journal{"wants instance within 0", "waits for process 77", "wants instance within 30000"}));
@@ -146,13 +143,11 @@ TEST(Start, TheWindowComesBackAsTheMarkerSays) {
     FakePlatform platform;
     Write(platform.Folder("program/ORVENTA GUI.exe"), "program");
     if (row.marker != nullptr) Write(platform.Folder("local/reopen-window"), row.marker);
-    std::string seq;
-    platform.After(100, [&] { seq = platform.Stat("notice_seq"); });
-    platform.CloseAfter(200);
-    EXPECT_EQ(platform.Run(row.arguments), 0);
+    platform.NoteAfter(100, {"notice_seq"});
+    EXPECT_EQ(platform.RunFor(200, row.arguments), 0);
     const std::string name = row.marker == nullptr ? "(none)" : row.marker;
     EXPECT_EQ(platform.JournalCount(row.started), row.started.empty() ? 0U : 1U) << name;
-    EXPECT_EQ(seq, std::to_string(row.notices)) << name;
+    EXPECT_EQ(platform.notes.at(0), std::to_string(row.notices)) << name;
     // A window that is asked for by a run from the window itself keeps its marker.
     const bool from_window = row.arguments == Journal{"--from-window"};
     EXPECT_EQ(FileExists(platform.Folder("local/reopen-window")),
@@ -164,8 +159,7 @@ TEST(Start, TheWindowComesBackAsTheMarkerSays) {
 TEST(Start, WithoutAWindowProgramTheSettingsFileOpens) {
   FakePlatform platform;
   Write(platform.Folder("local/reopen-window"), "open");
-  platform.CloseAfter(100);
-  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(platform.RunFor(100), 0);
   EXPECT_EQ(platform.JournalCount("opens text config.ini"), 1U);
   EXPECT_EQ(platform.LogCount("ORVENTA GUI.exe not found beside the service; opening the settings "
                               "file instead"),
@@ -180,8 +174,7 @@ TEST(Start, LeftoverSideFilesOfSavesGoAndOthersStay) {
   Write(JoinPath(clips, "Some Game/b.mp4.part"), "half");
   Write(JoinPath(clips, "download.zip.part"), "another program's");
   Write(JoinPath(clips, "c.mp4"), "whole");
-  platform.CloseAfter(100);
-  EXPECT_EQ(platform.Run({"--set", "storage.replay_directory=" + clips}), 0);
+  EXPECT_EQ(platform.RunFor(100, {"--set", "storage.replay_directory=" + clips}), 0);
   EXPECT_FALSE(FileExists(JoinPath(clips, "a.mp4.part")));
   EXPECT_FALSE(FileExists(JoinPath(clips, "Some Game/b.mp4.part")));
   EXPECT_TRUE(FileExists(JoinPath(clips, "download.zip.part")));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -133,57 +134,30 @@ TEST_F(ConfigFile, LetsNoValueBeginALineOfItsOwn) {
   EXPECT_EQ(read.foreign.size(), 1U);
 }
 
-// The lines of one section that are no comments.
-std::vector<std::string> KeysOf(const std::string& text, const std::string& section) {
-  std::vector<std::string> keys;
-  bool inside = false;
-  for (const std::string_view line : Split(text, '\n')) {
-    if (line.starts_with('[')) inside = line == "[" + section + "]";
-    const size_t equals = line.find(" =");
-    if (inside && !line.starts_with('#') && equals != std::string_view::npos) {
-      keys.emplace_back(line.substr(0, equals));
-    }
-  }
-  return keys;
-}
-
 TEST_F(ConfigFile, HasItsOrder) {
+  // Every section with its keys.
+  std::map<std::string, std::string, std::less<>> keys;
+  std::string sections;
+  std::string section;
   const std::string text = ConfigText(config_);
-  std::vector<std::string> sections;
   for (const std::string_view line : Split(text, '\n')) {
-    if (line.starts_with('[')) sections.emplace_back(line);
+    if (line.starts_with('[')) sections += section = line;
+    const size_t equals = line.find(" =");
+    if (line.starts_with('#') || equals == std::string_view::npos) continue;
+    keys[section].append(" ").append(line.substr(0, equals));
   }
-  EXPECT_EQ(sections, (std::vector<std::string>{
-                          "[storage]", "[screenshot]", "[video]", "[recording]", "[replay]",
-                          "[audio]", "[capture]", "[webcam]", "[game_events]",
-                          "[game_event_actions]", "[input_overlay]", "[captions]", "[overlays]",
-                          "[hotkeys]", "[service]", "[window]", "[updates]", "[notifications]"}));
-  const std::vector<std::string> video = {"codec",
-                                          "ten_bit",
-                                          "hdr",
-                                          "bitrate_kbps",
-                                          "bitrate_auto",
-                                          "max_bitrate_percent",
-                                          "rate_control",
-                                          "fps",
-                                          "resolution",
-                                          "preset_h264",
-                                          "preset_hevc",
-                                          "preset_av1",
-                                          "keyframe_interval_seconds",
-                                          "adaptive_quantization",
-                                          "preset_name",
-                                          "adapter"};
-  EXPECT_EQ(KeysOf(text, "video"), video);
-  std::vector<std::string> recording(video.begin(), video.end() - 1);
-  recording.insert(recording.begin(), "use_video_settings");
-  EXPECT_EQ(KeysOf(text, "recording"), recording);
-  EXPECT_EQ(KeysOf(text, "replay"), (std::vector<std::string>{"duration_seconds", "max_memory_mb",
-                                                              "max_memory_limited", "storage"}));
-  const std::vector<std::string> hotkeys = KeysOf(text, "hotkeys");
-  EXPECT_EQ(
-      std::vector<std::string>(hotkeys.end() - 4, hotkeys.end()),
-      (std::vector<std::string>{"microphone_step", "push_to_talk", "allow_duplicates", "method"}));
+  EXPECT_EQ(sections,
+            "[storage][screenshot][video][recording][replay][audio][capture][webcam][game_events]"
+            "[game_event_actions][input_overlay][captions][overlays][hotkeys][service][window]"
+            "[updates][notifications]");
+  const std::string video =
+      " codec ten_bit hdr bitrate_kbps bitrate_auto max_bitrate_percent rate_control fps "
+      "resolution preset_h264 preset_hevc preset_av1 keyframe_interval_seconds "
+      "adaptive_quantization preset_name";
+  EXPECT_EQ(keys["[video]"], video + " adapter");
+  EXPECT_EQ(keys["[recording]"], " use_video_settings" + video);
+  EXPECT_EQ(keys["[replay]"], " duration_seconds max_memory_mb max_memory_limited storage");
+  EXPECT_TRUE(keys["[hotkeys]"].ends_with(" microphone_step push_to_talk allow_duplicates method"));
 }
 
 TEST_F(ConfigFile, IsItsOwnManual) {

@@ -44,38 +44,35 @@ class OutputFolders : public testing::Test {
 };
 
 TEST_F(OutputFolders, TakesTheConfiguredFolderThenTheDefaultThenTheProgramsOwn) {
-  OutputFolder out;
-  ASSERT_TRUE(ResolveOutputFolder(config_, folders_, clock_, OutputKind::Screenshot, out).ok());
-  EXPECT_EQ(out.path, JoinPath(folders_.pictures, "ORVENTA Screenshots"));
-  EXPECT_EQ(out.fallback, "");
-  ASSERT_TRUE(ResolveOutputFolder(config_, folders_, clock_, OutputKind::Recording, out).ok());
-  EXPECT_EQ(out.path, JoinPath(folders_.videos, "ORVENTA"));
+  // The folder, and behind a bar what it stands in for; or the failure.
+  const auto folder = [&](OutputKind kind) {
+    OutputFolder out;
+    const Status status = ResolveOutputFolder(config_, folders_, clock_, kind, out);
+    if (!status.ok()) return status.ToString();
+    EXPECT_TRUE(TempFolder::Names(out.path).empty()) << "no test file stays";
+    return out.path + "|" + out.fallback;
+  };
+  const std::string replays = JoinPath(folders_.videos, "ORVENTA");
+  EXPECT_EQ(folder(OutputKind::Screenshot),
+            JoinPath(folders_.pictures, "ORVENTA Screenshots") + "|");
+  EXPECT_EQ(folder(OutputKind::Recording), replays + "|");
+  std::string& configured = config_.storage.replay.directory;
+  configured = temp_ / "clips/deep";
+  EXPECT_EQ(folder(OutputKind::Replay), configured + "|");
 
-  config_.storage.replay.directory = temp_ / "clips/deep";
-  ASSERT_TRUE(ResolveOutputFolder(config_, folders_, clock_, OutputKind::Replay, out).ok());
-  EXPECT_EQ(out.path, temp_ / "clips/deep");
-  EXPECT_EQ(out.fallback, "");
-  EXPECT_TRUE(TempFolder::Names(out.path).empty());  // no test file stays
-
-  PutFile(temp_ / "file");
-  config_.storage.replay.directory = temp_ / "file";
-  ASSERT_TRUE(ResolveOutputFolder(config_, folders_, clock_, OutputKind::Replay, out).ok());
-  EXPECT_EQ(out.path, JoinPath(folders_.videos, "ORVENTA"));
-  EXPECT_EQ(out.fallback, "could not write to " + (temp_ / "file") +
-                              "; falling back to default folder for this kind");
-
+  configured = temp_ / "file";
+  PutFile(configured);
+  const std::string no_folder = "|could not write to " + configured + "; falling back to ";
+  EXPECT_EQ(folder(OutputKind::Replay), replays + no_folder + "default folder for this kind");
   folders_.videos = temp_ / "file/below";
-  ASSERT_TRUE(ResolveOutputFolder(config_, folders_, clock_, OutputKind::Replay, out).ok());
-  EXPECT_EQ(out.path, JoinPath(folders_.program, "Recordings"));
-  EXPECT_EQ(out.fallback, "could not write to " + (temp_ / "file") +
-                              "; falling back to Recordings folder beside the program");
-
-  folders_.program = temp_ / "file";
-  const Status status = ResolveOutputFolder(config_, folders_, clock_, OutputKind::Replay, out);
-  EXPECT_EQ(status.code(), StatusCode::InvalidArgument);
-  EXPECT_NE(status.message().find("no writable output directory"), std::string::npos);
-  EXPECT_NE(status.message().find(temp_ / "file"), std::string::npos);
-  EXPECT_FALSE(ResolveOutputFolder({}, {}, clock_, OutputKind::Replay, out).ok());
+  EXPECT_EQ(folder(OutputKind::Replay), JoinPath(folders_.program, "Recordings") + no_folder +
+                                            "Recordings folder beside the program");
+  folders_.program = configured;
+  EXPECT_TRUE(folder(OutputKind::Replay)
+                  .starts_with("InvalidArgument: no writable output directory: " + configured));
+  folders_ = {};
+  configured.clear();
+  EXPECT_EQ(folder(OutputKind::Replay), "InvalidArgument: no writable output directory");
 }
 
 TEST_F(OutputFolders, PutsEachGameIntoItsFolder) {

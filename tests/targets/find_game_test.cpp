@@ -74,10 +74,7 @@ TEST(FindGame, MatchesTitlesAndPathsTopmostFirst) {
   DesktopSnapshot desktop = TwoMonitors();
   desktop.windows = {Row(1, "", "My Game - Lobby", ""),
                      Row(2, "", "my game", "C:\\Spiele\\\xC3\x9C.exe"),
-                     Row(3, "",
-                         "\xC3\x89P\xC3\x89"
-                         "E",
-                         "c:\\spiele\\LeagueClient.exe")};
+                     Row(3, "", "\u00C9P\u00C9E", "c:\\spiele\\LeagueClient.exe")};
   const struct {
     const char* list;
     const char* found;
@@ -86,15 +83,10 @@ TEST(FindGame, MatchesTitlesAndPathsTopmostFirst) {
       {"exact:MY GAME", "2 2 my game"},
       {"window:game\n entry.match_case = 1", "2 2 my game"},
       {"exact:My Game\n entry.match_case = 1", "none"},
-      {"window:\xC3\xA9p\xC3\xA9"
-       "e",
-       "2 3 \xC3\x89P\xC3\x89"
-       "E"},
+      {"window:\u00E9p\u00E9e", "2 3 \u00C9P\u00C9E"},
       {"path:c:\\SPIELE\\\xC3\xBC.EXE\n entry.match_case = 1", "2 2 my game"},
       // What any-game never takes is recorded when asked for by name.
-      {"C:\\Spiele\\leagueclient.exe\nexcept window:e",
-       "2 3 \xC3\x89P\xC3\x89"
-       "E"},
+      {"C:\\Spiele\\leagueclient.exe\nexcept window:e", "2 3 \u00C9P\u00C9E"},
       {"window:lobby2\ndesktop\nwindow:lobby", "0 0 Big: 2560x1440 (Primary Monitor)"},
       {"window:my gamex", "none"},
   };

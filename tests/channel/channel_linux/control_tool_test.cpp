@@ -28,27 +28,17 @@ class ControlTool : public ::testing::Test {
     }
   }
 
-  void Serve(const std::string& answer) {
-    server.reset();
+  // Answers STATS with these in turn, the last one again and again, and all else with `answer`.
+  void Serve(const std::string& answer, std::vector<std::string> stats = {}) {
+    if (stats.empty()) stats.push_back(answer);
     ChannelOptions options;
     options.name = ChannelName(ChannelKind::Control, CurrentUserName());
-    options.handler = [this, answer](const ChannelRequest& request) {
+    options.handler = [this, answer, stats](const ChannelRequest& request) mutable {
       asked = request.verb + "|" + request.argument + "|" + request.body;
-      return answer;
-    };
-    ASSERT_TRUE(OpenChannel(*clock, std::move(options), server));
-  }
-
-  // Answers STATS with these in turn, the last one again and again, and all else with OK.
-  void ServeStats(std::vector<std::string> stats) {
-    ChannelOptions options;
-    options.name = ChannelName(ChannelKind::Control, CurrentUserName());
-    options.handler = [this, stats](const ChannelRequest& request) mutable {
-      asked = request.verb + "|" + request.argument + "|" + request.body;
-      if (request.verb != "STATS") return std::string("OK");
-      const std::string answer = "OK\n" + stats.front();
+      if (request.verb != "STATS") return answer;
+      const std::string told = stats.front();
       if (stats.size() > 1) stats.erase(stats.begin());
-      return answer;
+      return told;
     };
     server.reset();
     ASSERT_TRUE(OpenChannel(*clock, std::move(options), server));
@@ -101,16 +91,17 @@ TEST_F(ControlTool, SendsAFileAsTheBody) {
 }
 
 TEST_F(ControlTool, TellsWhatCameOfARecording) {
-  const std::string idle = "notice_seq=1\nwritten_seq=4\nnotice_warning=0\nnotice=x\nrecording=0\n";
+  const std::string idle =
+      "OK\nnotice_seq=1\nwritten_seq=4\nnotice_warning=0\nnotice=x\nrecording=0\n";
   const std::string wanted =
-      "notice_seq=2\nwritten_seq=4\nnotice_warning=0\nnotice=x\nrecording=1\nrecording_path=\n";
+      "OK\nnotice_seq=2\nwritten_seq=4\nnotice_warning=0\nnotice=x\nrecording=1\nrecording_path=\n";
   const std::string runs =
-      "notice_seq=2\nwritten_seq=4\nnotice_warning=0\nnotice=x\nrecording=1\nrecording_path=/"
+      "OK\nnotice_seq=2\nwritten_seq=4\nnotice_warning=0\nnotice=x\nrecording=1\nrecording_path=/"
       "r.mp4\n";
-  const std::string ending = "notice_seq=2\nwritten_seq=4\nnotice_warning=0\nrecording=0\n";
-  const std::string saved = "notice_seq=3\nwritten_seq=5\nnotice_warning=0\nrecording=0\n";
+  const std::string ending = "OK\nnotice_seq=2\nwritten_seq=4\nnotice_warning=0\nrecording=0\n";
+  const std::string saved = "OK\nnotice_seq=3\nwritten_seq=5\nnotice_warning=0\nrecording=0\n";
   const std::string refused =
-      "notice_seq=3\nwritten_seq=4\nnotice_warning=1\nnotice=Nothing to see.\nrecording=0\n";
+      "OK\nnotice_seq=3\nwritten_seq=4\nnotice_warning=1\nnotice=Nothing to see.\nrecording=0\n";
   const struct {
     std::vector<std::string> stats;
     int code;
@@ -123,7 +114,7 @@ TEST_F(ControlTool, TellsWhatCameOfARecording) {
       {{runs, refused}, 1, "", "orventactl: Nothing to see.\n"},
   };
   for (const auto& row : kCases) {
-    ServeStats(row.stats);
+    Serve("OK", row.stats);
     EXPECT_EQ(Run({"record"}), row.code);
     EXPECT_EQ(out.str(), row.out);
     EXPECT_EQ(errors.str(), row.errors);

@@ -42,6 +42,11 @@ class RuntimeSockets : public ::testing::Test {
     return OpenChannel(*clock, std::move(options), server);
   }
 
+  static ChannelCallResult Call(const std::string& name = "ORVENTA-test") {
+    std::string answer;
+    return CallChannel(name, "A", answer);
+  }
+
   static mode_t Mode(const std::string& path) {
     struct stat info {};
     return lstat(path.c_str(), &info) == 0 ? info.st_mode & 0777 : 0;
@@ -72,8 +77,7 @@ TEST_F(RuntimeSockets, LieInTheRuntimeFolderForThisUserOnly) {
 TEST_F(RuntimeSockets, ReplaceTheSocketOfADeadService) {
   LeaveDeadSocket(folder / "ORVENTA-test");
   ASSERT_TRUE(Open());
-  std::string answer;
-  EXPECT_EQ(CallChannel("ORVENTA-test", "A", answer), ChannelCallResult::Answered);
+  EXPECT_EQ(Call(), ChannelCallResult::Answered);
 }
 
 TEST_F(RuntimeSockets, LeaveALiveServiceAloneEvenWithoutItsLock) {
@@ -81,8 +85,7 @@ TEST_F(RuntimeSockets, LeaveALiveServiceAloneEvenWithoutItsLock) {
   std::filesystem::remove(folder / "ORVENTA-test.lock");
   const auto first = std::move(server);
   EXPECT_FALSE(Open());
-  std::string answer;
-  EXPECT_EQ(CallChannel("ORVENTA-test", "A", answer), ChannelCallResult::Answered);
+  EXPECT_EQ(Call(), ChannelCallResult::Answered);
 }
 
 TEST_F(RuntimeSockets, NeverReplaceAnythingButASocket) {
@@ -113,11 +116,8 @@ TEST_F(RuntimeSockets, RefuseAFolderThatOthersCanReach) {
 TEST_F(RuntimeSockets, TakeNamesLongerThanAnAddress) {
   const std::string user(64, ' ');
   ASSERT_TRUE(Open(ChannelName(ChannelKind::Control, user)));
-  std::string answer;
-  EXPECT_EQ(CallChannel(ChannelName(ChannelKind::Control, user), "A", answer),
-            ChannelCallResult::Answered);
-  EXPECT_EQ(CallChannel(ChannelName(ChannelKind::Control, user + " "), "A", answer),
-            ChannelCallResult::NoService);
+  EXPECT_EQ(Call(ChannelName(ChannelKind::Control, user)), ChannelCallResult::Answered);
+  EXPECT_EQ(Call(ChannelName(ChannelKind::Control, user + " ")), ChannelCallResult::NoService);
 }
 
 }  // namespace
