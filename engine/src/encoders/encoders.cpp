@@ -68,6 +68,21 @@ bool AllowsTenBit(Codec codec) {
   return codec != Codec::H264;
 }
 
+// What is tried in turn after every backend refused `wanted`.
+std::vector<EncoderSettings> FallbackSettings(const EncoderSettings& wanted) {
+  std::vector<EncoderSettings> list;
+  const bool ten_bit = wanted.input_format == EncoderInput::P010;
+  if (ten_bit) list.push_back(AtEightBits(wanted));
+  for (auto older = static_cast<uint32_t>(wanted.codec); older-- > 0;) {
+    EncoderSettings settings = wanted;
+    settings.codec = static_cast<Codec>(older);
+    settings.preset.clear();  // names of speeds differ from codec to codec
+    if (ten_bit && AllowsTenBit(settings.codec)) list.push_back(settings);
+    list.push_back(ten_bit ? AtEightBits(settings) : settings);
+  }
+  return list;
+}
+
 std::string CodecRow(const CodecCaps& caps) {
   std::string row = "  " + std::string(CodecWord(caps.codec)) +
                     Format("  up to %ux%u", caps.max_width, caps.max_height);
@@ -115,20 +130,6 @@ bool EncoderExists(const BackendList& backends, GraphicsDevice* device) {
     return true;
   }
   return false;
-}
-
-std::vector<EncoderSettings> FallbackSettings(const EncoderSettings& wanted) {
-  std::vector<EncoderSettings> list;
-  const bool ten_bit = wanted.input_format == EncoderInput::P010;
-  if (ten_bit) list.push_back(AtEightBits(wanted));
-  for (auto older = static_cast<uint32_t>(wanted.codec); older-- > 0;) {
-    EncoderSettings settings = wanted;
-    settings.codec = static_cast<Codec>(older);
-    settings.preset.clear();  // names of speeds differ from codec to codec
-    if (ten_bit && AllowsTenBit(settings.codec)) list.push_back(settings);
-    list.push_back(ten_bit ? AtEightBits(settings) : settings);
-  }
-  return list;
 }
 
 Status OpenEncoder(const BackendList& backends, GraphicsDevice* device,

@@ -21,9 +21,6 @@ Status OpenEncoder(const BackendList& backends, GraphicsDevice* device,
                    const EncoderSettings& settings, std::unique_ptr<IVideoEncoder>& encoder,
                    IEncoderBackend*& backend);
 
-// The settings that OpenEncoder tries in turn after every backend refused `wanted`.
-std::vector<EncoderSettings> FallbackSettings(const EncoderSettings& wanted);
-
 // One adapter of the machine for the report; no device: none could be made on it.
 struct ReportedAdapter {
   std::string name;

@@ -13,20 +13,9 @@ namespace {
 
 using namespace amf;
 
-const std::wstring& FakeLibrary() {
-  static const std::wstring path = FakeLibraryPath(L"amfrt64.dll");
-  return path;
-}
-
-const AmfApi& LoadFake() {
-  static const AmfApi api(FakeLibrary().c_str(), 0);
-  return api;
-}
-
-class Amf : public CardTest<AmfBackend> {
+class Amf : public LibraryTest<AmfBackend, AmfApi, FakeAmf> {
  protected:
-  Amf()
-      : CardTest(SharedWithFake<FakeAmfOfFunction>(FakeLibrary(), "FakeAmfOf"), LoadFake, 0x1002) {
+  Amf() : LibraryTest(L"amfrt64.dll", "FakeAmfOf", 0x1002) {
     const auto property = fake.property;
     fake = {};
     fake.property = property;
@@ -36,27 +25,22 @@ class Amf : public CardTest<AmfBackend> {
     const AMFVariantStruct value = fake.property(name);
     return value.type == AMFVariantStruct::Int64 ? value.number : -1;
   }
-
-  FakeAmf& fake = static_cast<FakeAmf&>(driver);
 };
 
 TEST_F(Amf, TellsWhyItsLibraryDoesNotLoad) {
   using enum StatusCode;
-  ExpectLoad<AmfApi>(L"no such.dll", "",
-                     {BackendUnavailable, "amfrt64.dll not present (no AMD driver)"});
-  ExpectLoad<AmfApi>(L"kernel32.dll", "",
-                     {BackendUnavailable, "amfrt64.dll is missing expected exports"});
+  ExpectLoad(L"no such.dll", "", {BackendUnavailable, "amfrt64.dll not present (no AMD driver)"});
+  ExpectLoad(L"kernel32.dll", "", {BackendUnavailable, "amfrt64.dll is missing expected exports"});
   for (const char* call : {"AMFQueryVersion", "AMFInit"}) {
-    ExpectLoad<AmfApi>(FakeLibrary(), call, {DriverError, std::string(call) + " failed"});
+    ExpectLoad(library, call, {DriverError, std::string(call) + " failed"});
   }
   fake.version = Version(1, 4, 17);
-  ExpectLoad<AmfApi>(
-      FakeLibrary(), "",
-      {BackendUnavailable,
-       "AMD driver is too old for AMF 1.4.18 (driver reports 1.4.17) -- please update."});
+  ExpectLoad(library, "",
+             {BackendUnavailable,
+              "AMD driver is too old for AMF 1.4.18 (driver reports 1.4.17) -- please update."});
   for (const uint64_t version : {Version(1, 4, 18), Version(1, 5, 2)}) {
     fake.version = version;
-    ExpectLoad<AmfApi>(FakeLibrary(), "", {});
+    ExpectLoad(library, "", {});
     EXPECT_EQ(fake.asked_version, std::min(version, Version(1, 4, 36)));
   }
 }

@@ -1,7 +1,9 @@
 #include "tests/encoders/amf/fake_amf.h"
 
+#include <algorithm>
 #include <cstring>
 #include <deque>
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <string_view>
@@ -24,123 +26,104 @@ AMF_RESULT Answer(const char* call) {
   return fake.Refuses(call) ? fake.failure : AMF_OK;
 }
 
-// --- objects: a table of functions first ---
+// --- objects: one kind, with another table of functions each ---
 
 using Slot = void (*)();
+struct Row {
+  template <typename Function>
+  Row(size_t the_number, Function* function)
+      : number(the_number), slot(reinterpret_cast<Slot>(function)) {}
+  size_t number;
+  Slot slot;
+};
+
 struct Table {
   Slot slots[60];
-  Table() {
+  Table(std::initializer_list<Row> rows) {
     for (Slot& slot : slots) {
       slot = +[] { Breach("a function was called that is not the one meant"); };
     }
-  }
-  template <typename Function>
-  void Set(size_t number, Function* function) {
-    slots[number] = reinterpret_cast<Slot>(function);
+    for (const Row& row : rows) slots[row.number] = row.slot;
   }
 };
 
-template <class T>
 struct Object {
-  Object() { ++fake.alive; }
-  ~Object() { --fake.alive; }
+  explicit Object(const Table& the_table) : table(&the_table) { ++fake.alive; }
+  ~Object() {
+    std::fill(bytes.begin(), bytes.end(), uint8_t{0xEE});
+    --fake.alive;
+  }
   Object(const Object&) = delete;
+  AMFInterface* AsInterface() { return reinterpret_cast<AMFInterface*>(this); }
 
-  const Table* table = &TableOf();
+  const Table* table;  // first of all
   int references = 1;
   Map properties;
-
- private:
-  static int32_t Acquire(T* self) { return ++self->references; }
-  static int32_t Release(T* self) {
-    if (--self->references > 0) return self->references;
-    delete self;
-    return 0;
-  }
-  static AMF_RESULT Query(T* self, const AMFGuid& id, void** object) {
-    if (std::memcmp(&id, &kBufferId, sizeof(id)) != 0) return Breach("another interface");
-    ++self->references;
-    *object = self;
-    return AMF_OK;
-  }
-  static AMF_RESULT Get(T* self, const wchar_t* name, AMFVariantStruct* value) {
-    const auto found = self->properties.find(name);
-    if (found == self->properties.end()) return AMF_NOT_FOUND;
-    *value = found->second;
-    if (value->type == AMFVariantStruct::Interface) value->object->Acquire();
-    return AMF_OK;
-  }
-  static AMF_RESULT SetOne(T* self, const wchar_t* name, AMFVariantStruct value) {
-    self->properties[name] = value;
-    return AMF_OK;
-  }
-  static const Table& TableOf() {
-    static const Table table = [] {
-      Table made;
-      made.Set(0, Acquire);
-      made.Set(1, Release);
-      made.Set(2, Query);
-      made.Set(3, SetOne);
-      made.Set(4, Get);
-      T::Fill(made);
-      return made;
-    }();
-    return table;
-  }
+  std::vector<uint8_t> bytes;  // buffers
+  int64_t pts = 0;             // and surfaces
+  uint32_t codec = 0;          // encoders
+  bool initialised = false;
+  bool ended = false;  // and contexts
+  std::deque<Object*> queue;
 };
 
-template <class T>
-void LetGo(T* object) {
-  reinterpret_cast<AMFInterface*>(object)->Release();
+int32_t Acquire(Object* self) {
+  return ++self->references;
+}
+int32_t Release(Object* self) {
+  const int left = --self->references;
+  if (left == 0) delete self;
+  return left;
+}
+AMF_RESULT Query(Object* self, const AMFGuid& id, void** object) {
+  if (std::memcmp(&id, &kBufferId, sizeof(id)) != 0) return Breach("another interface");
+  Acquire(self);
+  *object = self;
+  return AMF_OK;
+}
+AMF_RESULT SetProperty(Object* self, const wchar_t* name, AMFVariantStruct value) {
+  self->properties[name] = value;
+  return AMF_OK;
+}
+AMF_RESULT GetProperty(Object* self, const wchar_t* name, AMFVariantStruct* value) {
+  const auto found = self->properties.find(name);
+  if (found == self->properties.end()) return AMF_NOT_FOUND;
+  *value = found->second;
+  if (value->type == AMFVariantStruct::Interface) value->object->Acquire();
+  return AMF_OK;
+}
+AMF_RESULT Hand(Object** out, Object* made) {
+  *out = made;
+  return AMF_OK;
 }
 
-// --- buffers and surfaces ---
+const Table kBuffer = {{0, Acquire},
+                       {1, Release},
+                       {2, Query},
+                       {3, SetProperty},
+                       {4, GetProperty},
+                       {20, +[](Object* self) { return self->pts; }},
+                       {24, +[](Object* self) { return self->bytes.size(); }},
+                       {25, +[](Object* self) { return static_cast<void*>(self->bytes.data()); }}};
+Object* MakeBuffer(std::vector<uint8_t> bytes) {
+  auto* buffer = new Object(kBuffer);
+  buffer->bytes = std::move(bytes);
+  return buffer;
+}
 
-struct Buffer : Object<Buffer> {
-  explicit Buffer(std::vector<uint8_t> the_bytes) : bytes(std::move(the_bytes)) {}
-  ~Buffer() { std::fill(bytes.begin(), bytes.end(), uint8_t{0xEE}); }
-  static void Fill(Table& table) {
-    table.Set(
-        20, +[](Buffer* self) { return self->pts; });
-    table.Set(
-        24, +[](Buffer* self) { return self->bytes.size(); });
-    table.Set(
-        25, +[](Buffer* self) { return static_cast<void*>(self->bytes.data()); });
-  }
-  std::vector<uint8_t> bytes;
-  int64_t pts = 0;
-};
+const Table kSurface = {{0, Acquire},
+                        {1, Release},
+                        {3, SetProperty},
+                        {19, +[](Object* self, int64_t pts) { self->pts = pts; }}};
 
-struct Surface : Object<Surface> {
-  static void Fill(Table& table) {
-    table.Set(
-        19, +[](Surface* self, int64_t pts) { self->pts = pts; });
-  }
-  int64_t pts = 0;
-};
-
-// --- limits ---
-
-struct IoCaps : Object<IoCaps> {
-  static void Fill(Table& table) {
-    table.Set(
-        3, +[](IoCaps*, int32_t* least, int32_t* most) { *least = 128, *most = 4096; });
-    table.Set(
-        4, +[](IoCaps*, int32_t* least, int32_t* most) { *least = 128, *most = 2304; });
-  }
-};
-
-struct Caps : Object<Caps> {
-  static void Fill(Table& table) {
-    table.Set(
-        13, +[](Caps*) { return fake.acceleration; });
-    table.Set(
-        14, +[](Caps*, IoCaps** caps) {
-          *caps = new IoCaps;
-          return AMF_OK;
-        });
-  }
-};
+const Table kInputCaps = {
+    {1, Release},
+    {3, +[](Object*, int32_t* least, int32_t* most) { *least = 128, *most = 4096; }},
+    {4, +[](Object*, int32_t* least, int32_t* most) { *least = 128, *most = 2304; }}};
+const Table kCaps = {
+    {1, Release},
+    {13, +[](Object*) { return fake.acceleration; }},
+    {14, +[](Object*, Object** out) { return Hand(out, new Object(kInputCaps)); }}};
 
 // --- encoders ---
 
@@ -157,40 +140,15 @@ constexpr struct {
     {L"AMFVideoEncoderHW_AV1", L"Av1Usage", L"Av1ExtraData", L"Av1ForceFrameType",
      L"Av1OutputFrameType"}};
 
-struct Component : Object<Component> {
-  explicit Component(uint32_t the_codec) : codec(the_codec) {}
-  static void Fill(Table& table) {
-    table.Set(3, SetProperty);
-    table.Set(17, Init);
-    table.Set(19, Terminate);
-    table.Set(20, Drain);
-    table.Set(22, Submit);
-    table.Set(23, Output);
-    table.Set(26, GetCaps);
-  }
-  static AMF_RESULT SetProperty(Component* self, const wchar_t* name, AMFVariantStruct value);
-  static AMF_RESULT Init(Component* self, int32_t format, int32_t width, int32_t height);
-  static AMF_RESULT Terminate(Component* self);
-  static AMF_RESULT Drain(Component* self);
-  static AMF_RESULT Submit(Component* self, Surface* surface);
-  static AMF_RESULT Output(Component* self, Buffer** out);
-  static AMF_RESULT GetCaps(Component* self, Caps** caps);
-
-  const uint32_t codec;
-  bool initialised = false;
-  bool draining = false;
-  std::deque<Surface*> queue;
-};
-
-AMF_RESULT Component::SetProperty(Component* self, const wchar_t* name, AMFVariantStruct value) {
+AMF_RESULT SetEncoderProperty(Object* self, const wchar_t* name, AMFVariantStruct value) {
   if (self->initialised) return Breach("a property after Init");
   if (self->properties.empty() && name != kNames[self->codec].usage) {
     return Breach("usage is not the first property");
   }
   if (std::wstring_view(name) == fake.refused) return fake.failure;
   if (value.type == AMFVariantStruct::Interface) {
-    std::memcpy(&fake.metadata, reinterpret_cast<Buffer*>(value.object)->bytes.data(),
-                sizeof(fake.metadata));
+    const void* bytes = reinterpret_cast<Object*>(value.object)->bytes.data();
+    std::memcpy(&fake.metadata, bytes, sizeof(fake.metadata));
     return AMF_OK;
   }
   self->properties[name] = value;
@@ -198,129 +156,116 @@ AMF_RESULT Component::SetProperty(Component* self, const wchar_t* name, AMFVaria
   return AMF_OK;
 }
 
-AMF_RESULT Component::Init(Component* self, int32_t format, int32_t, int32_t) {
+AMF_RESULT Init(Object* self, int32_t format, int32_t, int32_t) {
   if (fake.Refuses("Init")) return fake.failure;
   const auto depth =
       self->properties.find(self->codec == 1 ? L"HevcColorBitDepth" : L"Av1ColorBitDepth");
   const bool ten_bit = depth != self->properties.end() && depth->second.number == 10;
   if (format != (ten_bit ? kSurfaceP010 : kSurfaceNv12)) return Breach("surfaces of another depth");
   self->initialised = true;
-  auto* header = new Buffer(FakeHeader(self->codec));
   self->properties[kNames[self->codec].header] =
-      AMFVariantStruct::OfObject(reinterpret_cast<AMFInterface*>(header));
+      AMFVariantStruct::OfObject(MakeBuffer(FakeHeader(self->codec))->AsInterface());
   return AMF_OK;
 }
 
-AMF_RESULT Component::Terminate(Component* self) {
+AMF_RESULT Terminate(Object* self) {
   if (!self->initialised) return Breach("Terminate without Init");
-  for (Surface* surface : self->queue) LetGo(surface);
+  for (Object* surface : self->queue) Release(surface);
   self->queue.clear();
-  LetGo(self->properties[kNames[self->codec].header].object);
+  self->properties[kNames[self->codec].header].object->Release();
   self->initialised = false;
   return AMF_OK;
 }
 
-AMF_RESULT Component::Submit(Component* self, Surface* surface) {
-  if (!self->initialised || self->draining) return Breach("SubmitInput at the wrong time");
+AMF_RESULT Submit(Object* self, Object* surface) {
+  if (!self->initialised || self->ended) return Breach("SubmitInput at the wrong time");
   if (fake.Refuses("SubmitInput")) return fake.failure;
   if (self->queue.size() >= fake.queue) return AMF_INPUT_FULL;
-  ++surface->references;
+  Acquire(surface);
   self->queue.push_back(surface);
   return self->queue.size() > fake.delay ? AMF_OK : AMF_NEED_MORE_INPUT;
 }
 
-AMF_RESULT Component::Drain(Component* self) {
+AMF_RESULT Drain(Object* self) {
   if (self->queue.size() >= fake.queue) return AMF_INPUT_FULL;
-  self->draining = true;
+  self->ended = true;
   return Answer("Drain");
 }
 
-AMF_RESULT Component::Output(Component* self, Buffer** out) {
+AMF_RESULT Output(Object* self, Object** out) {
   if (fake.Refuses("QueryOutput")) return fake.failure;
-  if (self->queue.empty()) return self->draining ? AMF_EOF : AMF_REPEAT;
+  if (self->queue.empty()) return self->ended ? AMF_EOF : AMF_REPEAT;
   const bool full = self->queue.size() >= fake.queue;
-  if (fake.stuck || (self->queue.size() <= fake.delay && !self->draining && !full)) {
+  if (fake.stuck || (self->queue.size() <= fake.delay && !self->ended && !full)) {
     return AMF_REPEAT;
   }
-  Surface* surface = self->queue.front();
+  Object* surface = self->queue.front();
   self->queue.pop_front();
   const bool key = surface->properties.contains(kNames[self->codec].force);
   if (self->codec == 2 && key != surface->properties.contains(L"Av1ForceInsertSequenceHeader")) {
     Breach("an AV1 keyframe without its header");
   }
-  auto* buffer = new Buffer({0x12, 0x00, 0x32, 0x01, 0x55});  // AV1, as it happens
-  buffer->pts = surface->pts;
-  buffer->properties[kNames[self->codec].type] = AMFVariantStruct::OfInt(key ? 0 : 2);
-  LetGo(surface);
-  *out = buffer;
+  *out = MakeBuffer({0x12, 0x00, 0x32, 0x01, 0x55});  // AV1, as it happens
+  (*out)->pts = surface->pts;
+  (*out)->properties[kNames[self->codec].type] = AMFVariantStruct::OfInt(key ? 0 : 2);
+  Release(surface);
   return AMF_OK;
 }
 
-AMF_RESULT Component::GetCaps(Component* self, Caps** caps) {
+AMF_RESULT GetCaps(Object* self, Object** out) {
   if (self->initialised) return Breach("limits asked for after Init");
-  *caps = new Caps;
-  return AMF_OK;
+  return Hand(out, new Object(kCaps));
 }
+
+const Table kComponent = {{1, Release},     {3, SetEncoderProperty},
+                          {4, GetProperty}, {17, Init},
+                          {19, Terminate},  {20, Drain},
+                          {22, Submit},     {23, Output},
+                          {26, GetCaps}};
 
 // --- contexts and the factory ---
 
-struct Context : Object<Context> {
-  static void Fill(Table& table) {
-    table.Set(
-        13, +[](Context* self) {
-          self->ended = true;
-          return fake.alive > 1 ? Breach("the context ended first") : AMF_OK;
-        });
-    table.Set(
-        18, +[](Context*, void* device, int32_t version) {
-          if (device == nullptr || version != kDirectX11_1) return Breach("device");
-          return Answer("InitDX11");
-        });
-    table.Set(
-        43, +[](Context*, int32_t memory, size_t bytes, Buffer** buffer) {
-          if (memory != kMemoryHost) return Breach("memory of the card");
-          *buffer = new Buffer(std::vector<uint8_t>(bytes));
-          return AMF_OK;
-        });
-    table.Set(
-        49, +[](Context*, void* texture, Surface** surface, void*) {
-          if (texture == nullptr) return Breach("no texture");
-          if (fake.Refuses("CreateSurfaceFromDX11Native")) return fake.failure;
-          *surface = new Surface;
-          return AMF_OK;
-        });
-  }
-  ~Context() {
-    if (!ended) Breach("the context was not told of its end");
-  }
-  bool ended = false;
-};
+const Table kContext = {{1,
+                         +[](Object* self) {
+                           if (!self->ended) Breach("the context was not told of its end");
+                           return Release(self);
+                         }},
+                        {13,
+                         +[](Object* self) {
+                           self->ended = true;
+                           return fake.alive > 1 ? Breach("the context ended first") : AMF_OK;
+                         }},
+                        {18,
+                         +[](Object*, void* device, int32_t version) {
+                           if (device == nullptr || version != kDirectX11_1)
+                             return Breach("device");
+                           return Answer("InitDX11");
+                         }},
+                        {43,
+                         +[](Object*, int32_t memory, size_t bytes, Object** out) {
+                           if (memory != kMemoryHost) return Breach("memory of the card");
+                           return Hand(out, MakeBuffer(std::vector<uint8_t>(bytes)));
+                         }},
+                        {49, +[](Object*, void* texture, Object** out, void*) {
+                           if (texture == nullptr) return Breach("no texture");
+                           if (fake.Refuses("CreateSurfaceFromDX11Native")) return fake.failure;
+                           return Hand(out, new Object(kSurface));
+                         }}};
 
-AMF_RESULT CreateContext(void*, Context** context) {
-  if (fake.Refuses("CreateContext")) return fake.failure;
-  *context = new Context;
-  return AMF_OK;
-}
-
-AMF_RESULT CreateComponent(void*, Context*, const wchar_t* id, Component** component) {
-  if (fake.Refuses("CreateComponent")) return fake.failure;
-  for (uint32_t codec = 0; codec < (fake.has_av1 ? 3 : 2); ++codec) {
-    if (kNames[codec].id != id) continue;
-    *component = new Component(codec);
-    return AMF_OK;
-  }
-  return AMF_NOT_FOUND;
-}
-
-const Table* Factory() {
-  static const Table table = [] {
-    Table made;
-    made.Set(0, CreateContext);
-    made.Set(1, CreateComponent);
-    return made;
-  }();
-  return &table;
-}
+const Table kFactory = {{0,
+                         +[](void*, Object** out) {
+                           if (fake.Refuses("CreateContext")) return fake.failure;
+                           return Hand(out, new Object(kContext));
+                         }},
+                        {1, +[](void*, Object*, const wchar_t* id, Object** out) {
+                           if (fake.Refuses("CreateComponent")) return fake.failure;
+                           uint32_t codec = 0;
+                           while (codec < 3 && kNames[codec].id != id) ++codec;
+                           if (codec >= (fake.has_av1 ? 3U : 2U)) return AMF_NOT_FOUND;
+                           Hand(out, new Object(kComponent));
+                           (*out)->codec = codec;
+                           return AMF_OK;
+                         }}};
 
 }  // namespace
 }  // namespace orventa::amf
@@ -344,7 +289,7 @@ __declspec(dllexport) orventa::amf::AMF_RESULT AMFQueryVersion(uint64_t* version
 
 __declspec(dllexport) orventa::amf::AMF_RESULT AMFInit(uint64_t version, void** out) {
   using namespace orventa::amf;
-  static const Table* factory = Factory();
+  static const Table* factory = &kFactory;
   fake.asked_version = version;
   *out = &factory;
   return Answer("AMFInit");

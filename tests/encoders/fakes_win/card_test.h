@@ -107,15 +107,6 @@ class CardTest : public testing::Test {
     settings.full_range = true;
   }
 
-  template <class Api>
-  void ExpectLoad(const std::wstring& library, const char* failing_call, const Status& expected) {
-    driver.failing_call = failing_call;
-    driver.failure = 20;
-    const bool of_system = library.find(L'\\') == std::wstring::npos;
-    EXPECT_EQ(Api(library.c_str(), of_system ? LOAD_LIBRARY_SEARCH_SYSTEM32 : 0).failure(),
-              expected);
-  }
-
   // Without AV1, which `failing_call` is to refuse for another reason.
   void ExpectOffer(const std::vector<CodecCaps>& expected, const char* failing_call,
                    int32_t failure, const Status& failed) {
@@ -190,6 +181,35 @@ class CardTest : public testing::Test {
   std::unique_ptr<IVideoEncoder> encoder;  // of them
   EncodedPacket packet;
   Status status;
+};
+
+// The same over a fake library, which shares a `Fake` with the test by an export.
+template <class Backend, class Api, class Fake>
+class LibraryTest : public CardTest<Backend> {
+ protected:
+  LibraryTest(const wchar_t* name, const char* fake_of, uint32_t vendor)
+      : CardTest<Backend>(Load(name, fake_of), LoadedApi, vendor),
+        fake(static_cast<Fake&>(this->driver)) {}
+
+  void ExpectLoad(const std::wstring& name, const char* failing_call, const Status& expected) {
+    fake.failing_call = failing_call;
+    fake.failure = 20;
+    const DWORD flags = name == library ? 0 : LOAD_LIBRARY_SEARCH_SYSTEM32;
+    EXPECT_EQ(Api(name.c_str(), flags).failure(), expected);
+  }
+
+  static inline std::wstring library;  // its path
+  Fake& fake;
+
+ private:
+  static Fake& Load(const wchar_t* name, const char* fake_of) {
+    library = FakeLibraryPath(name);
+    return SharedWithFake<Fake* (*)()>(library, fake_of);
+  }
+  static const Api& LoadedApi() {
+    static const Api api(library.c_str(), 0);
+    return api;
+  }
 };
 
 }  // namespace orventa

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "base/text.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/mastering_display_metadata.h>
@@ -10,10 +12,6 @@ extern "C" {
 
 namespace orventa {
 namespace {
-
-std::string Word(const char* word) {
-  return word != nullptr ? word : "?";
-}
 
 int Sample(const AVFrame& frame, int plane, int x, int y) {
   const uint8_t* row = frame.data[plane] + ptrdiff_t{y} * frame.linesize[plane];
@@ -25,14 +23,11 @@ int Sample(const AVFrame& frame, int plane, int x, int y) {
 
 DecodedFrame Describe(const AVFrame& frame) {
   DecodedFrame out;
-  out.format = Word(av_get_pix_fmt_name(static_cast<AVPixelFormat>(frame.format)));
-  out.width = frame.width;
-  out.height = frame.height;
-  out.primaries = Word(av_color_primaries_name(frame.color_primaries));
-  out.transfer = Word(av_color_transfer_name(frame.color_trc));
-  out.matrix = Word(av_color_space_name(frame.colorspace));
-  out.range = Word(av_color_range_name(frame.color_range));
-  out.chroma_location = Word(av_chroma_location_name(frame.chroma_location));
+  out.format = av_get_pix_fmt_name(static_cast<AVPixelFormat>(frame.format));
+  out.colour =
+      Format("%s %s %s %s", av_color_primaries_name(frame.color_primaries),
+             av_color_transfer_name(frame.color_trc), av_color_space_name(frame.colorspace),
+             av_color_range_name(frame.color_range));
   for (int y = 0; y < frame.height; ++y) {
     for (int x = 0; x < frame.width; ++x) out.luma.push_back(Sample(frame, 0, x, y));
   }

@@ -12,11 +12,8 @@
 namespace orventa {
 
 struct DecodedFrame {
-  std::string format;  // libavutil's word, as "yuv420p"
-  int width = 0;
-  int height = 0;
-  std::string primaries, transfer, matrix, range;
-  std::string chroma_location;
+  std::string format;        // libavutil's word, as "yuv420p"
+  std::string colour;        // primaries, transfer, matrix, range
   double max_luminance = 0;  // nits, of the mastering display; 0: none told
   unsigned max_cll = 0;
   std::vector<int> luma;  // sample by sample

@@ -5,7 +5,6 @@
 
 #include <cstring>
 #include <deque>
-#include <map>
 #include <vector>
 
 #include "encoders/mf/mf_names.h"
@@ -19,10 +18,6 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 using namespace mf;
-
-struct Less {
-  bool operator()(const GUID& a, const GUID& b) const { return std::memcmp(&a, &b, 16) < 0; }
-};
 
 HRESULT Breach(const std::string& rule, HRESULT result = E_UNEXPECTED) {
   fake_mf.Break(rule);
@@ -74,15 +69,11 @@ class FakeTransform final : public MfStandIn<IMFTransform>,
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** out) override {
     *out = nullptr;
-    if (id == __uuidof(IUnknown) || id == __uuidof(IMFTransform)) {
-      *out = static_cast<IMFTransform*>(this);
-    } else if (id == __uuidof(IMFMediaEventGenerator)) {
-      *out = static_cast<IMFMediaEventGenerator*>(this);
-    } else if (id == __uuidof(ICodecAPI)) {
-      *out = static_cast<ICodecAPI*>(this);
-    } else if (id == __uuidof(IMFShutdown)) {
-      *out = static_cast<IMFShutdown*>(this);
-    }
+    if (id == __uuidof(IUnknown)) *out = static_cast<IMFTransform*>(this);
+    if (id == __uuidof(IMFTransform)) *out = static_cast<IMFTransform*>(this);
+    if (id == __uuidof(IMFMediaEventGenerator)) *out = static_cast<IMFMediaEventGenerator*>(this);
+    if (id == __uuidof(ICodecAPI)) *out = static_cast<ICodecAPI*>(this);
+    if (id == __uuidof(IMFShutdown)) *out = static_cast<IMFShutdown*>(this);
     if (*out == nullptr) return E_NOINTERFACE;
     AddRef();
     return S_OK;
@@ -208,9 +199,8 @@ class FakeTransform final : public MfStandIn<IMFTransform>,
     } else if (!header_.empty()) {
       return Breach("a property after the types");
     }
-    properties[*id] = value->vt == VT_UI8    ? static_cast<int64_t>(value->ullVal)
-                      : value->vt == VT_BOOL ? value->boolVal
-                                             : static_cast<int64_t>(value->ulVal);
+    // The others lie in its first bytes, and in nothing behind them.
+    properties.emplace_back(*id, static_cast<int64_t>(value->ullVal));
     return S_OK;
   }
 
@@ -235,7 +225,7 @@ class FakeTransform final : public MfStandIn<IMFTransform>,
   }
   HRESULT STDMETHODCALLTYPE GetShutdownStatus(MFSHUTDOWN_STATUS*) override { return E_NOTIMPL; }
 
-  std::map<GUID, int64_t, Less> properties;
+  std::vector<std::pair<GUID, int64_t>> properties;
 
  private:
   struct Picture {
@@ -246,6 +236,7 @@ class FakeTransform final : public MfStandIn<IMFTransform>,
 
   ~FakeTransform() {
     if (streaming_ && !shut_) Breach("never shut down");
+    if (!inside_.empty()) Breach("ended with pictures inside, and no flush");
     if (newest == this) newest = nullptr;
     --fake_mf.alive;
   }
@@ -377,8 +368,10 @@ HRESULT STDAPICALLTYPE Enumerate2(GUID category, UINT32 flags, const MFT_REGISTE
 }  // namespace
 
 int64_t FakeMfProperty(const GUID& id) {
-  const auto found = newest->properties.find(id);
-  return found == newest->properties.end() ? -1 : found->second;
+  for (const auto& [known, value] : newest->properties) {
+    if (known == id) return value;
+  }
+  return -1;
 }
 
 void TellFakeMfError(HRESULT result) {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <deque>
 #include <list>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,15 +50,15 @@ NVENCSTATUS Breach(const char* call, const char* rule) {
 }
 
 template <typename T>
-T* Find(std::list<T>& list, void* handle) {
-  const auto found =
-      std::find_if(list.begin(), list.end(), [&](const T& item) { return &item == handle; });
-  return found == list.end() ? nullptr : &*found;
+T* Find(std::list<T>& list, const void* handle) {
+  for (T& item : list) {
+    if (&item == handle) return &item;
+  }
+  return nullptr;
 }
-
-template <typename Word, size_t kCount>
-bool Zero(const Word (&words)[kCount]) {
-  return std::all_of(words, words + kCount, [](Word word) { return word == Word{}; });
+template <typename T>
+void Drop(std::list<T>& list, const T& gone) {
+  list.remove_if([&](const T& item) { return &item == &gone; });
 }
 
 // What each call begins with: is there such a session, in the right state, is the
@@ -70,13 +71,18 @@ bool Zero(const Word (&words)[kCount]) {
   CHECK(session != nullptr, "no such session");                                             \
   CHECK(session->initialised == (initialised_wanted), "initialised too early or too late"); \
   if (fake.Refuses(kCall)) return fake.failure
+#define FIND(Kind, name, list, handle, state) \
+  Kind* name = Find(session->list, handle);   \
+  CHECK(name != nullptr && (state), "no such " #name ", or in another state")
 #define VERSION(type, params) CHECK((params)->version == (type{}).version, "struct version")
+#define ENTER_WITH(type, name, initialised_wanted) \
+  ENTER(name, initialised_wanted);                 \
+  VERSION(type, params)
 
 NVENCSTATUS Open(NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS* params, void** encoder) {
   constexpr const char* kCall = "nvEncOpenEncodeSessionEx";
   VERSION(NV_ENC_OPEN_ENCODE_SESSION_EX_PARAMS, params);
   CHECK(params->apiVersion == NVENCAPI_VERSION && params->reserved == nullptr, "api version");
-  CHECK(Zero(params->reserved1) && Zero(params->reserved2), "reserved fields");
   CHECK(params->deviceType == NV_ENC_DEVICE_TYPE_DIRECTX && params->device != nullptr, "device");
   *encoder = &sessions.emplace_back();  // as the real one may, also on failure
   ++fake.alive;
@@ -88,7 +94,7 @@ NVENCSTATUS Destroy(void* encoder) {
   Session* session = Find(sessions, encoder);
   CHECK(session != nullptr, "no such session");
   const bool clean = session->resources.empty() && session->buffers.empty();
-  sessions.remove_if([&](const Session& one) { return &one == session; });
+  Drop(sessions, *session);
   --fake.alive;
   CHECK(clean, "something was left in the session");
   return NV_ENC_SUCCESS;
@@ -114,24 +120,23 @@ NVENCSTATUS Guids(void* encoder, GUID* guids, uint32_t size, uint32_t* count) {
 }
 
 NVENCSTATUS Caps(void* encoder, GUID codec, NV_ENC_CAPS_PARAM* params, int* value) {
-  ENTER("nvEncGetEncodeCaps", false);
-  VERSION(NV_ENC_CAPS_PARAM, params);
-  switch (params->capsToQuery) {
-    case NV_ENC_CAPS_WIDTH_MAX: *value = codec == NV_ENC_CODEC_H264_GUID ? 4096 : 8192; break;
-    case NV_ENC_CAPS_HEIGHT_MAX: *value = codec == NV_ENC_CODEC_H264_GUID ? 4095 : 8191; break;
-    case NV_ENC_CAPS_NUM_MAX_BFRAMES: *value = codec == NV_ENC_CODEC_H264_GUID ? 4 : 0; break;
-    case NV_ENC_CAPS_SUPPORT_10BIT_ENCODE: *value = 1; break;
-    case NV_ENC_CAPS_SUPPORT_LOSSLESS_ENCODE: *value = codec != NV_ENC_CODEC_AV1_GUID; break;
-    default: return Breach(kCall, "unknown capability");
-  }
+  ENTER_WITH(NV_ENC_CAPS_PARAM, "nvEncGetEncodeCaps", false);
+  const bool h264 = codec == NV_ENC_CODEC_H264_GUID;
+  const std::map<uint32_t, int> values = {
+      {NV_ENC_CAPS_WIDTH_MAX, h264 ? 4096 : 8192},
+      {NV_ENC_CAPS_HEIGHT_MAX, h264 ? 4095 : 8191},
+      {NV_ENC_CAPS_NUM_MAX_BFRAMES, h264 ? 4 : 0},
+      {NV_ENC_CAPS_SUPPORT_10BIT_ENCODE, 1},
+      {NV_ENC_CAPS_SUPPORT_LOSSLESS_ENCODE, codec != NV_ENC_CODEC_AV1_GUID}};
+  CHECK(values.contains(params->capsToQuery), "unknown capability");
+  *value = values.at(params->capsToQuery);
   return NV_ENC_SUCCESS;
 }
 
 // Gives everything a value that the caller is to change.
 NVENCSTATUS Preset(void* encoder, GUID codec, GUID preset, uint32_t tuning,
                    NV_ENC_PRESET_CONFIG* params) {
-  ENTER("nvEncGetEncodePresetConfigEx", false);
-  VERSION(NV_ENC_PRESET_CONFIG, params);
+  ENTER_WITH(NV_ENC_PRESET_CONFIG, "nvEncGetEncodePresetConfigEx", false);
   CHECK(params->presetCfg.version == NV_ENC_CONFIG{}.version, "struct version within");
   CHECK(tuning == NV_ENC_TUNING_INFO_HIGH_QUALITY || tuning == NV_ENC_TUNING_INFO_LOW_LATENCY,
         "tuning");
@@ -150,11 +155,9 @@ NVENCSTATUS Preset(void* encoder, GUID codec, GUID preset, uint32_t tuning,
 }
 
 NVENCSTATUS Initialise(void* encoder, NV_ENC_INITIALIZE_PARAMS* params) {
-  ENTER("nvEncInitializeEncoder", false);
-  VERSION(NV_ENC_INITIALIZE_PARAMS, params);
+  ENTER_WITH(NV_ENC_INITIALIZE_PARAMS, "nvEncInitializeEncoder", false);
   CHECK(params->encodeConfig != nullptr, "no configuration");
   VERSION(NV_ENC_CONFIG, params->encodeConfig);
-  CHECK(Zero(params->reserved1) && Zero(params->reserved2), "reserved fields");
   CHECK(params->encodeWidth > 0 && params->encodeWidth <= params->maxEncodeWidth, "width");
   CHECK(params->encodeHeight > 0 && params->encodeHeight <= params->maxEncodeHeight, "height");
   CHECK(params->frameRateNum > 0 && params->frameRateDen > 0, "frame rate");
@@ -170,27 +173,23 @@ NVENCSTATUS Initialise(void* encoder, NV_ENC_INITIALIZE_PARAMS* params) {
 }
 
 NVENCSTATUS CreateBuffer(void* encoder, NV_ENC_CREATE_BITSTREAM_BUFFER* params) {
-  ENTER("nvEncCreateBitstreamBuffer", true);
-  VERSION(NV_ENC_CREATE_BITSTREAM_BUFFER, params);
+  ENTER_WITH(NV_ENC_CREATE_BITSTREAM_BUFFER, "nvEncCreateBitstreamBuffer", true);
   params->bitstreamBuffer = &session->buffers.emplace_back();
   return NV_ENC_SUCCESS;
 }
 
 NVENCSTATUS DestroyBuffer(void* encoder, NV_ENC_OUTPUT_PTR handle) {
   ENTER("nvEncDestroyBitstreamBuffer", true);
-  Buffer* buffer = Find(session->buffers, handle);
-  CHECK(buffer != nullptr && buffer->state != Buffer::State::Locked, "no such buffer, or locked");
-  session->buffers.remove_if([&](const Buffer& one) { return &one == buffer; });
+  FIND(Buffer, buffer, buffers, handle, buffer->state != Buffer::State::Locked);
+  Drop(session->buffers, *buffer);
   return NV_ENC_SUCCESS;
 }
 
 NVENCSTATUS Register(void* encoder, NV_ENC_REGISTER_RESOURCE* params) {
-  ENTER("nvEncRegisterResource", true);
-  VERSION(NV_ENC_REGISTER_RESOURCE, params);
+  ENTER_WITH(NV_ENC_REGISTER_RESOURCE, "nvEncRegisterResource", true);
   CHECK(params->resourceType == NV_ENC_INPUT_RESOURCE_TYPE_DIRECTX && params->pitch == 0 &&
             params->bufferUsage == NV_ENC_INPUT_IMAGE && params->resourceToRegister != nullptr,
         "not a texture");
-  CHECK(Zero(params->reserved1) && Zero(params->reserved2), "reserved fields");
   for (const Resource& resource : session->resources) {
     CHECK(resource.texture != params->resourceToRegister, "registered already");
   }
@@ -204,18 +203,15 @@ NVENCSTATUS Register(void* encoder, NV_ENC_REGISTER_RESOURCE* params) {
 
 NVENCSTATUS Unregister(void* encoder, NV_ENC_REGISTERED_PTR handle) {
   ENTER("nvEncUnregisterResource", true);
-  Resource* resource = Find(session->resources, handle);
-  CHECK(resource != nullptr && !resource->mapped, "no such resource, or mapped");
-  session->resources.remove_if([&](const Resource& one) { return &one == resource; });
+  FIND(Resource, resource, resources, handle, !resource->mapped);
+  Drop(session->resources, *resource);
   --fake.registered;
   return NV_ENC_SUCCESS;
 }
 
 NVENCSTATUS Map(void* encoder, NV_ENC_MAP_INPUT_RESOURCE* params) {
-  ENTER("nvEncMapInputResource", true);
-  VERSION(NV_ENC_MAP_INPUT_RESOURCE, params);
-  Resource* resource = Find(session->resources, params->registeredResource);
-  CHECK(resource != nullptr && !resource->mapped, "no such resource, or mapped already");
+  ENTER_WITH(NV_ENC_MAP_INPUT_RESOURCE, "nvEncMapInputResource", true);
+  FIND(Resource, resource, resources, params->registeredResource, !resource->mapped);
   resource->mapped = true;
   params->mappedResource = resource;
   params->mappedBufferFmt = resource->format;
@@ -226,8 +222,7 @@ NVENCSTATUS Map(void* encoder, NV_ENC_MAP_INPUT_RESOURCE* params) {
 
 NVENCSTATUS Unmap(void* encoder, NV_ENC_INPUT_PTR handle) {
   ENTER("nvEncUnmapInputResource", true);
-  Resource* resource = Find(session->resources, handle);
-  CHECK(resource != nullptr && resource->mapped, "no such resource, or not mapped");
+  FIND(Resource, resource, resources, handle, resource->mapped);
   resource->mapped = false;
   --fake.mapped;
   return NV_ENC_SUCCESS;
@@ -262,17 +257,14 @@ NVENCSTATUS Encode(void* encoder, NV_ENC_PIC_PARAMS* params) {
         true);
   VERSION(NV_ENC_PIC_PARAMS, params);
   CHECK(!session->ended, "after the end");
-  CHECK(Zero(params->reserved3) && Zero(params->reserved6), "reserved fields");
   if ((params->encodePicFlags & NV_ENC_PIC_FLAG_EOS) != 0) {
     CHECK(params->inputBuffer == nullptr && params->outputBitstream == nullptr, "end of stream");
     session->ended = true;
     Release(*session);
     return NV_ENC_SUCCESS;
   }
-  const Resource* resource = Find(session->resources, params->inputBuffer);
-  Buffer* buffer = Find(session->buffers, params->outputBitstream);
-  CHECK(resource != nullptr && resource->mapped, "input not mapped");
-  CHECK(buffer != nullptr && buffer->state == Buffer::State::Free, "output not free");
+  FIND(Resource, resource, resources, params->inputBuffer, resource->mapped);
+  FIND(Buffer, buffer, buffers, params->outputBitstream, buffer->state == Buffer::State::Free);
   CHECK(params->inputWidth == resource->width && params->inputHeight == resource->height &&
             params->inputPitch == params->inputWidth && params->bufferFmt == resource->format,
         "another picture than was registered");
@@ -301,12 +293,9 @@ NVENCSTATUS Encode(void* encoder, NV_ENC_PIC_PARAMS* params) {
 }
 
 NVENCSTATUS Lock(void* encoder, NV_ENC_LOCK_BITSTREAM* params) {
-  ENTER("nvEncLockBitstream", true);
-  VERSION(NV_ENC_LOCK_BITSTREAM, params);
-  Buffer* buffer = Find(session->buffers, params->outputBitstream);
-  CHECK(buffer != nullptr && buffer->state == Buffer::State::Full, "nothing to lock");
-  const Resource* input = Find(session->resources, buffer->input);
-  CHECK(input != nullptr && input->mapped, "the input was unmapped before its packet was taken");
+  ENTER_WITH(NV_ENC_LOCK_BITSTREAM, "nvEncLockBitstream", true);
+  FIND(Buffer, buffer, buffers, params->outputBitstream, buffer->state == Buffer::State::Full);
+  FIND(Resource, input, resources, buffer->input, input->mapped);
   buffer->state = Buffer::State::Locked;
   params->bitstreamBufferPtr = buffer->bytes.data();
   params->bitstreamSizeInBytes = static_cast<uint32_t>(buffer->bytes.size());
@@ -317,16 +306,14 @@ NVENCSTATUS Lock(void* encoder, NV_ENC_LOCK_BITSTREAM* params) {
 
 NVENCSTATUS Unlock(void* encoder, NV_ENC_OUTPUT_PTR handle) {
   ENTER("nvEncUnlockBitstream", true);
-  Buffer* buffer = Find(session->buffers, handle);
-  CHECK(buffer != nullptr && buffer->state == Buffer::State::Locked, "not locked");
+  FIND(Buffer, buffer, buffers, handle, buffer->state == Buffer::State::Locked);
   buffer->state = Buffer::State::Free;
   std::fill(buffer->bytes.begin(), buffer->bytes.end(), uint8_t{0xEE});
   return NV_ENC_SUCCESS;
 }
 
 NVENCSTATUS SequenceParams(void* encoder, NV_ENC_SEQUENCE_PARAM_PAYLOAD* params) {
-  ENTER("nvEncGetSequenceParams", true);
-  VERSION(NV_ENC_SEQUENCE_PARAM_PAYLOAD, params);
+  ENTER_WITH(NV_ENC_SEQUENCE_PARAM_PAYLOAD, "nvEncGetSequenceParams", true);
   const uint32_t other = fake.init.encodeGUID == NV_ENC_CODEC_HEVC_GUID ? 1 : 2;
   const std::vector<uint8_t> header = session->h264 ? session->h264->Header() : FakeHeader(other);
   if (params->inBufferSize < header.size()) return NV_ENC_ERR_INVALID_PARAM;

@@ -10,21 +10,9 @@ namespace {
 
 using namespace nvenc;
 
-const std::wstring& FakeLibrary() {
-  static const std::wstring path = FakeLibraryPath(L"nvEncodeAPI64.dll");
-  return path;
-}
-
-const NvencApi& LoadFake() {
-  static const NvencApi api(FakeLibrary().c_str(), 0);
-  return api;
-}
-
-class Nvenc : public CardTest<NvencBackend> {
+class Nvenc : public LibraryTest<NvencBackend, NvencApi, FakeNvenc> {
  protected:
-  Nvenc()
-      : CardTest(SharedWithFake<FakeNvencOfFunction>(FakeLibrary(), "FakeNvencOf"), LoadFake,
-                 0x10DE) {
+  Nvenc() : LibraryTest(L"nvEncodeAPI64.dll", "FakeNvencOf", 0x10DE) {
     fake = {};
     the_adapter.driver_version = (uint64_t{15} << 16) | 5500;  // 555.00
   }
@@ -33,26 +21,25 @@ class Nvenc : public CardTest<NvencBackend> {
     EXPECT_EQ(fake.registered + fake.mapped, 0);
   }
 
-  FakeNvenc& fake = static_cast<FakeNvenc&>(driver);
   const NV_ENC_CONFIG& config = fake.config;
 };
 
 TEST_F(Nvenc, TellsWhyItsLibraryDoesNotLoad) {
   using enum StatusCode;
-  ExpectLoad<NvencApi>(L"no such.dll", "",
-                       {BackendUnavailable, "nvEncodeAPI64.dll not present (no NVIDIA driver)"});
-  ExpectLoad<NvencApi>(L"kernel32.dll", "",
-                       {BackendUnavailable, "nvEncodeAPI64.dll is missing expected exports"});
+  ExpectLoad(L"no such.dll", "",
+             {BackendUnavailable, "nvEncodeAPI64.dll not present (no NVIDIA driver)"});
+  ExpectLoad(L"kernel32.dll", "",
+             {BackendUnavailable, "nvEncodeAPI64.dll is missing expected exports"});
   for (const char* call : {"NvEncodeAPIGetMaxSupportedVersion", "NvEncodeAPICreateInstance"}) {
-    ExpectLoad<NvencApi>(FakeLibrary(), call, {DriverError, std::string(call) + " failed"});
+    ExpectLoad(library, call, {DriverError, std::string(call) + " failed"});
   }
   fake.max_version = 12 * 16 + 2;
-  ExpectLoad<NvencApi>(
-      FakeLibrary(), "",
+  ExpectLoad(
+      library, "",
       {BackendUnavailable,
        "NVIDIA driver is too old for NVENC API 13.0 (driver reports 12.2) -- please update."});
   fake.max_version = 14 * 16;
-  ExpectLoad<NvencApi>(FakeLibrary(), "", {});
+  ExpectLoad(library, "", {});
 }
 
 TEST_F(Nvenc, OffersItselfOnItsMakersAdaptersAndProbesThem) {

@@ -14,7 +14,6 @@ namespace orventa {
 namespace {
 
 constexpr uint32_t kMaxSide = 16384;
-constexpr uint32_t kMaxQp = 51;
 
 using Presets = std::vector<EncoderPreset>;
 
@@ -232,8 +231,7 @@ Status EffectiveSettings(LavcKind kind, const EncoderSettings& wanted, EncoderSe
     return {StatusCode::InvalidArgument,
             Format("cannot encode pictures of %ux%u", wanted.width, wanted.height)};
   }
-  if (wanted.fps_num == 0 || wanted.fps_den == 0 || wanted.fps_num > 1'000'000 ||
-      wanted.fps_den > 1'000'000) {
+  if (wanted.fps_num > 1'000'000 || wanted.fps_den > 1'000'000) {
     return {StatusCode::InvalidArgument,
             Format("cannot encode %u/%u frames a second", wanted.fps_num, wanted.fps_den)};
   }
@@ -243,15 +241,9 @@ Status EffectiveSettings(LavcKind kind, const EncoderSettings& wanted, EncoderSe
   if (wanted.input_format != EncoderInput::Nv12 && wanted.input_format != EncoderInput::P010) {
     return {StatusCode::Unsupported, "pictures must come as NV12 or P010"};
   }
-  if (wanted.input_format == EncoderInput::P010 && wanted.codec == Codec::H264) {
-    return {StatusCode::Unsupported, "h264 is encoded at 8 bits only"};
-  }
-
-  out = wanted;
+  if (Status status = CardSettings(wanted, out); !status.ok()) return status;
   out.b_frames = 0;
   out.split_encode = SplitEncode::Off;
-  out.max_bitrate_kbps = std::max(out.max_bitrate_kbps, out.bitrate_kbps);
-  out.qp = std::min(out.qp, kMaxQp);
   if (kind == LavcKind::Software) {
     // 0 means lossless to x264, in a profile that few players know.
     out.qp = std::max(out.qp, 1U);
