@@ -24,7 +24,7 @@ inline AdapterFacts the_adapter;
 template <class Backend>
 class CardTest : public testing::Test {
  protected:
-  CardTest(FakeDriver& fake, typename Backend::Library library, uint32_t vendor)
+  CardTest(FakeDriver& fake, typename Backend::FindLibrary library, uint32_t vendor)
       : driver(fake), backend(library, [](const GraphicsDevice&) { return the_adapter; }) {
     the_adapter = FindAdapterFacts(*device);
     the_adapter.vendor_id = vendor;

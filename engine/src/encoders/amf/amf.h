@@ -13,19 +13,7 @@ namespace orventa {
 
 class AmfApi;
 
-struct AmfCard {
-  using Library = AmfApi;
-  static constexpr std::string_view kName = "AMF";
-  static constexpr uint32_t kVendor = 0x1002;
-
-  static Status Loaded(const Library& library);
-  static std::vector<EncoderPreset> Presets();
-  static Status Probe(const Library& library, const AdapterFacts& adapter,
-                      std::vector<CodecCaps>& codecs);
-  static Status Open(const Library& library, const AdapterFacts& adapter,
-                     const EncoderSettings& settings, std::unique_ptr<IVideoEncoder>& encoder);
-};
-
-using AmfBackend = CardBackend<AmfCard>;
+extern const Card<AmfApi> kAmfCard;
+using AmfBackend = CardBackend<AmfApi, kAmfCard>;
 
 }  // namespace orventa

@@ -4,17 +4,13 @@
 #include "encoders/card_rules.h"
 
 namespace orventa {
+namespace {
 
-Status AmfCard::Loaded(const AmfApi& api) {
+Status Loaded(const AmfApi& api) {
   return api.failure();
 }
 
-std::vector<EncoderPreset> AmfCard::Presets() {
-  return SpeedPresets();
-}
-
-Status AmfCard::Probe(const AmfApi& api, const AdapterFacts& adapter,
-                      std::vector<CodecCaps>& codecs) {
+Status Probe(const AmfApi& api, const AdapterFacts& adapter, std::vector<CodecCaps>& codecs) {
   const auto opens = [&](const EncoderSettings& settings, CodecCaps& size) {
     AmfEncoder encoder(api, adapter, settings);
     Status status = encoder.Open();
@@ -22,15 +18,19 @@ Status AmfCard::Probe(const AmfApi& api, const AdapterFacts& adapter,
     size.max_height = encoder.max_height();
     return status;
   };
-  return TryCodecs(kName, opens, codecs);
+  return TryCodecs(kAmfCard.name, opens, codecs);
 }
 
-Status AmfCard::Open(const AmfApi& api, const AdapterFacts& adapter,
-                     const EncoderSettings& settings, std::unique_ptr<IVideoEncoder>& encoder) {
+Status Open(const AmfApi& api, const AdapterFacts& adapter, const EncoderSettings& settings,
+            std::unique_ptr<IVideoEncoder>& encoder) {
   EncoderSettings effective;
-  Status status = PlainCardSettings(kName, settings, effective);
+  Status status = PlainCardSettings(kAmfCard.name, settings, effective);
   if (!status.ok()) return status;
   return OpenCardEncoder<AmfEncoder>(api, adapter, std::move(effective), encoder);
 }
+
+}  // namespace
+
+constexpr Card<AmfApi> kAmfCard = {"AMF", 0x1002, Loaded, SpeedPresets, Probe, Open};
 
 }  // namespace orventa

@@ -1,12 +1,6 @@
 // The backend of a graphics card's encoder: which adapters it is for, whether its maker's
 // library is there, and what is asked of both in which order. What differs from maker to
-// maker is `Card`, a struct of static members:
-//   using Library = ...;             the maker's library
-//   kName, kVendor                   "NVENC"; the PCI number of its adapters
-//   Loaded(library)                  Ok, or why it cannot be used
-//   Presets()
-//   Probe(library, adapter, codecs)
-//   Open(library, adapter, settings, encoder)
+// maker stands in a table, a Card.
 #pragma once
 
 #include <memory>
@@ -19,37 +13,50 @@
 
 namespace orventa {
 
-template <class Card>
+template <class Library>
+struct Card {
+  std::string_view name;
+  uint32_t vendor;  // PCI number of its adapters
+  // Ok, or why the library cannot be used.
+  Status (*loaded)(const Library& library);
+  std::vector<EncoderPreset> (*presets)();
+  Status (*probe)(const Library& library, const AdapterFacts& adapter,
+                  std::vector<CodecCaps>& codecs);
+  Status (*open)(const Library& library, const AdapterFacts& adapter,
+                 const EncoderSettings& settings, std::unique_ptr<IVideoEncoder>& encoder);
+};
+
+template <class Library, const Card<Library>& kCard>
 class CardBackend final : public IEncoderBackend {
  public:
   // Both are called at each use. The library that is given lives for the whole process.
-  using Library = const typename Card::Library& (*)();
+  using FindLibrary = const Library& (*)();
   using FindAdapter = AdapterFacts (*)(const GraphicsDevice&);
-  CardBackend(Library library, FindAdapter find_adapter)
+  CardBackend(FindLibrary library, FindAdapter find_adapter)
       : library_(library), find_adapter_(find_adapter) {}
 
-  std::string_view Name() const override { return Card::kName; }
-  std::string LoadMessage() const override { return Card::Loaded(library_()).message(); }
+  std::string_view Name() const override { return kCard.name; }
+  std::string LoadMessage() const override { return kCard.loaded(library_()).message(); }
   bool Supports(const GraphicsDevice& device) override {
     AdapterFacts adapter;
-    return Find(device, adapter).ok() && adapter.vendor_id == Card::kVendor;
+    return Find(device, adapter).ok() && adapter.vendor_id == kCard.vendor;
   }
   Status Probe(GraphicsDevice& device, EncoderCaps& caps) override {
     caps = {std::string(Name()), device.AdapterName(), {}};
     AdapterFacts adapter;
     Status status = Find(device, adapter);
-    return status.ok() ? Card::Probe(library_(), adapter, caps.codecs) : status;
+    return status.ok() ? kCard.probe(library_(), adapter, caps.codecs) : status;
   }
   std::vector<Codec> Capabilities() const override {
     return {Codec::H264, Codec::Hevc, Codec::Av1};
   }
-  std::vector<EncoderPreset> Presets() const override { return Card::Presets(); }
+  std::vector<EncoderPreset> Presets() const override { return kCard.presets(); }
   Status Create(GraphicsDevice& device, const EncoderSettings& settings,
                 std::unique_ptr<IVideoEncoder>& encoder) override {
     encoder.reset();
     AdapterFacts adapter;
     Status status = Find(device, adapter);
-    return status.ok() ? Card::Open(library_(), adapter, settings, encoder) : status;
+    return status.ok() ? kCard.open(library_(), adapter, settings, encoder) : status;
   }
 
  private:
@@ -57,10 +64,10 @@ class CardBackend final : public IEncoderBackend {
   Status Find(const GraphicsDevice& device, AdapterFacts& adapter) const {
     adapter = find_adapter_(device);
     if (!adapter.device) return {StatusCode::InvalidArgument, "null D3D11 device"};
-    return Card::Loaded(library_());
+    return kCard.loaded(library_());
   }
 
-  const Library library_;
+  const FindLibrary library_;
   const FindAdapter find_adapter_;
 };
 

@@ -20,19 +20,7 @@ namespace orventa {
 
 struct MediaFoundation;
 
-struct QsvCard {
-  using Library = MediaFoundation;
-  static constexpr std::string_view kName = "Quick Sync";
-  static constexpr uint32_t kVendor = 0x8086;
-
-  static Status Loaded(const Library& library);
-  static std::vector<EncoderPreset> Presets();
-  static Status Probe(const Library& library, const AdapterFacts& adapter,
-                      std::vector<CodecCaps>& codecs);
-  static Status Open(const Library& library, const AdapterFacts& adapter,
-                     const EncoderSettings& settings, std::unique_ptr<IVideoEncoder>& encoder);
-};
-
-using QsvBackend = CardBackend<QsvCard>;
+extern const Card<MediaFoundation> kQsvCard;
+using QsvBackend = CardBackend<MediaFoundation, kQsvCard>;
 
 }  // namespace orventa

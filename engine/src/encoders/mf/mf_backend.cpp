@@ -5,18 +5,15 @@
 #include "encoders/mf/mf_transform.h"
 
 namespace orventa {
+namespace {
 
-Status QsvCard::Loaded(const MediaFoundation& mf) {
+Status Loaded(const MediaFoundation& mf) {
   if (mf.complete) return Status::Ok();
   return {StatusCode::BackendUnavailable, "this Windows has no Media Foundation"};
 }
 
-std::vector<EncoderPreset> QsvCard::Presets() {
-  return SpeedPresets();
-}
-
-Status QsvCard::Probe(const MediaFoundation& mf, const AdapterFacts& adapter,
-                      std::vector<CodecCaps>& codecs) {
+Status Probe(const MediaFoundation& mf, const AdapterFacts& adapter,
+             std::vector<CodecCaps>& codecs) {
   MfSession session(mf);
   if (Status status = session.Start(); !status.ok()) return status;
   const auto opens = [&](const EncoderSettings& settings, CodecCaps& size) {
@@ -26,16 +23,21 @@ Status QsvCard::Probe(const MediaFoundation& mf, const AdapterFacts& adapter,
     transform.ReadLimits(size.max_width, size.max_height);
     return transform.Begin();
   };
-  return TryCodecs(kName, opens, codecs);
+  return TryCodecs(kQsvCard.name, opens, codecs);
 }
 
-Status QsvCard::Open(const MediaFoundation& mf, const AdapterFacts& adapter,
-                     const EncoderSettings& settings, std::unique_ptr<IVideoEncoder>& encoder) {
+Status Open(const MediaFoundation& mf, const AdapterFacts& adapter, const EncoderSettings& settings,
+            std::unique_ptr<IVideoEncoder>& encoder) {
   EncoderSettings effective;
-  Status status = PlainCardSettings(kName, settings, effective);
+  Status status = PlainCardSettings(kQsvCard.name, settings, effective);
   if (!status.ok()) return status;
   effective.adaptive_quantization = false;  // nothing to ask for it with
   return OpenCardEncoder<MfEncoder>(mf, adapter, std::move(effective), encoder);
 }
+
+}  // namespace
+
+constexpr Card<MediaFoundation> kQsvCard = {"Quick Sync", 0x8086, Loaded,
+                                            SpeedPresets, Probe,  Open};
 
 }  // namespace orventa

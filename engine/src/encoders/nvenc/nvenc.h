@@ -13,19 +13,7 @@ namespace orventa {
 
 class NvencApi;
 
-struct NvencCard {
-  using Library = NvencApi;
-  static constexpr std::string_view kName = "NVENC";
-  static constexpr uint32_t kVendor = 0x10DE;
-
-  static Status Loaded(const Library& library);
-  static std::vector<EncoderPreset> Presets();
-  static Status Probe(const Library& library, const AdapterFacts& adapter,
-                      std::vector<CodecCaps>& codecs);
-  static Status Open(const Library& library, const AdapterFacts& adapter,
-                     const EncoderSettings& settings, std::unique_ptr<IVideoEncoder>& encoder);
-};
-
-using NvencBackend = CardBackend<NvencCard>;
+extern const Card<NvencApi> kNvencCard;
+using NvencBackend = CardBackend<NvencApi, kNvencCard>;
 
 }  // namespace orventa

@@ -37,13 +37,11 @@ Status ReadCaps(const NvencSession& session, Codec codec, CodecCaps& caps) {
   return Status::Ok();
 }
 
-}  // namespace
-
-Status NvencCard::Loaded(const NvencApi& api) {
+Status Loaded(const NvencApi& api) {
   return api.failure();
 }
 
-std::vector<EncoderPreset> NvencCard::Presets() {
+std::vector<EncoderPreset> Presets() {
   std::vector<EncoderPreset> presets;
   for (const Codec codec : {Codec::H264, Codec::Hevc, Codec::Av1}) {
     for (EncoderPreset& preset : NvencPresets(codec)) presets.push_back(std::move(preset));
@@ -51,8 +49,7 @@ std::vector<EncoderPreset> NvencCard::Presets() {
   return presets;
 }
 
-Status NvencCard::Probe(const NvencApi& api, const AdapterFacts& adapter,
-                        std::vector<CodecCaps>& codecs) {
+Status Probe(const NvencApi& api, const AdapterFacts& adapter, std::vector<CodecCaps>& codecs) {
   NvencSession session(api);
   Status status = session.Open(*adapter.device.Get(), "nvEncOpenEncodeSessionEx(probe)");
   std::vector<Codec> listed;
@@ -65,11 +62,15 @@ Status NvencCard::Probe(const NvencApi& api, const AdapterFacts& adapter,
   return status;
 }
 
-Status NvencCard::Open(const NvencApi& api, const AdapterFacts& adapter,
-                       const EncoderSettings& settings, std::unique_ptr<IVideoEncoder>& encoder) {
+Status Open(const NvencApi& api, const AdapterFacts& adapter, const EncoderSettings& settings,
+            std::unique_ptr<IVideoEncoder>& encoder) {
   EncoderSettings effective;
   if (Status status = NvencSettings(settings, effective); !status.ok()) return status;
   return OpenCardEncoder<NvencEncoder>(api, adapter, std::move(effective), encoder);
 }
+
+}  // namespace
+
+constexpr Card<NvencApi> kNvencCard = {"NVENC", 0x10DE, Loaded, Presets, Probe, Open};
 
 }  // namespace orventa
