@@ -103,6 +103,7 @@ std::unique_ptr<IMessageLoop> LinuxDesktop::MakeLoop() {
   if (!loop) return nullptr;
   power_ = WatchPowerEvents(*loop);
   mounts_ = std::make_unique<MountWatch>(*loop);
+  displays_ = watch_displays_(*loop);
   return loop;
 }
 

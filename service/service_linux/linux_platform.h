@@ -1,9 +1,11 @@
 // The process and the desktop of Linux as the service asks for them. Main thread.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "base/clock.h"
 #include "service/platform.h"
@@ -28,7 +30,10 @@ class LinuxProcess final : public IProcess {
 
 class LinuxDesktop final : public IDesktop, public IDialogs {
  public:
-  explicit LinuxDesktop(IClock& clock) : clock_(clock) {}
+  // `watch_displays` is called once with the loop; its result outlives that.
+  using WatchDisplays = std::function<std::shared_ptr<void>(ILinuxMessageLoop& loop)>;
+  LinuxDesktop(IClock& clock, WatchDisplays watch_displays)
+      : clock_(clock), watch_displays_(std::move(watch_displays)) {}
 
   std::unique_ptr<IMessageLoop> MakeLoop() override;
   void RaiseShutdownBlock(std::string_view reason) override;
@@ -42,6 +47,8 @@ class LinuxDesktop final : public IDesktop, public IDialogs {
 
  private:
   IClock& clock_;
+  const WatchDisplays watch_displays_;
+  std::shared_ptr<void> displays_;
   std::unique_ptr<IPowerEvents> power_;
   std::unique_ptr<MountWatch> mounts_;
 };

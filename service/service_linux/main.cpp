@@ -24,7 +24,8 @@ int main(int argument_count, char** argument_values) {
   const KnownFolders folders = FindKnownFolders();
   const BackendList backends = LavcBackends();
   LinuxProcess process;
-  LinuxDesktop desktop(*clock);
+  LinuxDesktop desktop(*clock,
+                       [&](ILinuxMessageLoop& loop) { return WatchLinuxDisplays(*clock, loop); });
 
   // What the engine stands on; made when it is.
   const std::unique_ptr<IKnownGames> known_games = MakeKnownGames(*clock, folders);

@@ -5,6 +5,7 @@
 //   edid            what a monitor says of itself
 //   programs        which program file a process runs, Windows programs too
 //   x11_displays    the displays, from RandR
+//   x11_display_watch  when they change, for the main loop
 //   x11_windows     top-level windows, their titles and states
 //   x11_desktop     IDesktopRows and IWindowWatch out of the four above
 //   x11_sources     where a display's or a window's pixels lie at the moment
@@ -25,6 +26,8 @@
 
 namespace orventa {
 
+class ILinuxMessageLoop;
+
 std::unique_ptr<IGraphics> MakeLinuxGraphics(IClock& clock);
 
 class IDesktopView : public IDesktopRows, public IWindowWatch {};
@@ -32,5 +35,9 @@ class IDesktopView : public IDesktopRows, public IWindowWatch {};
 // The windows and displays of the display that the DISPLAY variable names. Connects
 // anew after that server was gone. `known_games` must outlive it.
 std::unique_ptr<IDesktopView> MakeLinuxDesktopView(IClock& clock, IKnownGames& known_games);
+
+// Has `loop` say DisplaysChanged when a display comes, goes or is set up anew. What it
+// returns must outlive the loop; null where there is no server to hear it from.
+std::shared_ptr<void> WatchLinuxDisplays(IClock& clock, ILinuxMessageLoop& loop);
 
 }  // namespace orventa
