@@ -55,16 +55,9 @@ std::vector<uint8_t> GreyH264::Header() const {
     sps.Golomb(cut / 2);
   }
   sps.Put(0, 1);
-  Bits pps;
-  for (const uint32_t value : {0U, 0U}) pps.Golomb(value);
-  pps.Put(0, 2);  // variable-length codes
-  for (const uint32_t value : {0U, 0U, 0U}) pps.Golomb(value);
-  pps.Put(0, 3);
-  for (const uint32_t value : {0U, 0U, 0U}) pps.Golomb(value);
-  pps.Put(0b100, 3);  // slices tell of deblocking
   std::vector<uint8_t> header = sps.Unit(0x67);
-  const std::vector<uint8_t> second = pps.Unit(0x68);
-  header.insert(header.end(), second.begin(), second.end());
+  // Variable-length codes, one reference, and slices that tell of deblocking.
+  header.insert(header.end(), {0, 0, 0, 1, 0x68, 0xCE, 0x3C, 0x80});
   return header;
 }
 

@@ -17,42 +17,32 @@ namespace orventa {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
+// A method that nobody calls.
+#define ORVENTA_NOT_HERE(name, ...)                      \
+  HRESULT STDMETHODCALLTYPE name(__VA_ARGS__) override { \
+    return E_NOTIMPL;                                    \
+  }
+
 // `Base` is IMFTransform or something made of it.
 template <class Base>
 class MfStandIn : public Base {
  public:
-  HRESULT STDMETHODCALLTYPE GetStreamLimits(DWORD*, DWORD*, DWORD*, DWORD*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE GetStreamCount(DWORD*, DWORD*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetStreamIDs(DWORD, DWORD*, DWORD, DWORD*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE GetInputStreamInfo(DWORD, MFT_INPUT_STREAM_INFO*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE GetAttributes(IMFAttributes**) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetInputStreamAttributes(DWORD, IMFAttributes**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE GetOutputStreamAttributes(DWORD, IMFAttributes**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE DeleteInputStream(DWORD) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE AddInputStreams(DWORD, DWORD*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetInputAvailableType(DWORD, DWORD, IMFMediaType**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE GetOutputAvailableType(DWORD, DWORD, IMFMediaType**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE GetInputCurrentType(DWORD, IMFMediaType**) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE GetInputStatus(DWORD, DWORD*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetOutputStatus(DWORD*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE SetOutputBounds(LONGLONG, LONGLONG) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE ProcessEvent(DWORD, IMFMediaEvent*) override { return E_NOTIMPL; }
+  ORVENTA_NOT_HERE(GetStreamLimits, DWORD*, DWORD*, DWORD*, DWORD*)
+  ORVENTA_NOT_HERE(GetStreamCount, DWORD*, DWORD*)
+  ORVENTA_NOT_HERE(GetStreamIDs, DWORD, DWORD*, DWORD, DWORD*)
+  ORVENTA_NOT_HERE(GetInputStreamInfo, DWORD, MFT_INPUT_STREAM_INFO*)
+  ORVENTA_NOT_HERE(GetAttributes, IMFAttributes**)
+  ORVENTA_NOT_HERE(GetInputStreamAttributes, DWORD, IMFAttributes**)
+  ORVENTA_NOT_HERE(GetOutputStreamAttributes, DWORD, IMFAttributes**)
+  ORVENTA_NOT_HERE(DeleteInputStream, DWORD)
+  ORVENTA_NOT_HERE(AddInputStreams, DWORD, DWORD*)
+  ORVENTA_NOT_HERE(GetInputAvailableType, DWORD, DWORD, IMFMediaType**)
+  ORVENTA_NOT_HERE(GetOutputAvailableType, DWORD, DWORD, IMFMediaType**)
+  ORVENTA_NOT_HERE(GetInputCurrentType, DWORD, IMFMediaType**)
+  ORVENTA_NOT_HERE(GetInputStatus, DWORD, DWORD*)
+  ORVENTA_NOT_HERE(GetOutputStatus, DWORD*)
+  ORVENTA_NOT_HERE(SetOutputBounds, LONGLONG, LONGLONG)
+  ORVENTA_NOT_HERE(ProcessEvent, DWORD, IMFMediaEvent*)
 };
 
 template <class Transform>

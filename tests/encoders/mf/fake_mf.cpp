@@ -30,10 +30,6 @@ HRESULT Breach(const std::string& rule, HRESULT result = E_UNEXPECTED) {
 // What nobody asks of its properties.
 class NoCodecApi : public ICodecAPI {
  public:
-#define ORVENTA_NOT_HERE(name, ...)                      \
-  HRESULT STDMETHODCALLTYPE name(__VA_ARGS__) override { \
-    return E_NOTIMPL;                                    \
-  }
   ORVENTA_NOT_HERE(IsModifiable, const GUID*)
   ORVENTA_NOT_HERE(GetParameterRange, const GUID*, VARIANT*, VARIANT*, VARIANT*)
   ORVENTA_NOT_HERE(GetParameterValues, const GUID*, VARIANT**, ULONG*)
@@ -47,7 +43,6 @@ class NoCodecApi : public ICodecAPI {
   ORVENTA_NOT_HERE(GetAllSettings, IStream*)
   ORVENTA_NOT_HERE(SetAllSettings, IStream*)
   ORVENTA_NOT_HERE(SetAllSettingsWithNotify, IStream*, GUID**, ULONG*)
-#undef ORVENTA_NOT_HERE
 };
 
 class FakeTransform;
