@@ -11,6 +11,10 @@
 
 namespace orventa {
 
+// Said of a card that has no session free.
+inline constexpr std::string_view kGpuBusy =
+    "GPU encoder busy or out of memory -- another capture app may be running";
+
 // The format in which pictures come.
 PixelFormat InputPictures(const EncoderSettings& settings);
 // InvalidArgument for a picture that is not what the settings promised.

@@ -5,6 +5,7 @@
 #include "base/base_win/win32.h"
 #include "base/mutex.h"
 #include "base/text.h"
+#include "encoders/card_rules.h"
 
 namespace orventa {
 namespace {
@@ -90,7 +91,7 @@ Status AmfStatus(AMF_RESULT result, const char* call) {
   if (code == StatusCode::Ok) return Status::Ok();
   std::string text = Format("%s failed (AMF error %d)", call, result);
   if (code == StatusCode::SessionLimitReached) {
-    text += " (GPU encoder busy or out of memory -- another capture app may be running)";
+    text += " (" + std::string(kGpuBusy) + ")";
   }
   return {code, std::move(text)};
 }

@@ -326,8 +326,7 @@ Status LavcEncoder::Failed(int error, const char* what) const {
   const bool opening = avcodec_is_open(context_.get()) == 0;
   const bool hardware = kind_ != LavcKind::Software;
   if (error == AVERROR(ENOMEM) && hardware) {
-    return {StatusCode::SessionLimitReached,
-            "GPU encoder busy or out of memory -- another capture app may be running"};
+    return {StatusCode::SessionLimitReached, std::string(kGpuBusy)};
   }
   StatusCode code = StatusCode::DriverError;
   if (error == AVERROR(ENOMEM)) {

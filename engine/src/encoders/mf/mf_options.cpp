@@ -112,7 +112,7 @@ Status MfStatus(HRESULT result, const char* call) {
   if (code == StatusCode::Ok) return Status::Ok();
   std::string text = Format("%s failed (0x%08lX)", call, static_cast<unsigned long>(result));
   if (code == StatusCode::SessionLimitReached) {
-    text += " (GPU encoder busy or out of memory -- another capture app may be running)";
+    text += " (" + std::string(kGpuBusy) + ")";
   }
   return {code, std::move(text)};
 }

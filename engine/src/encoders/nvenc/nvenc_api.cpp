@@ -7,6 +7,7 @@
 #include "base/base_win/win32.h"
 #include "base/log.h"
 #include "base/text.h"
+#include "encoders/card_rules.h"
 
 namespace orventa {
 namespace {
@@ -100,7 +101,7 @@ Status NvencSession::ToStatus(NVENCSTATUS result, const char* name) const {
   const char* told = handle_ != nullptr ? api_->calls().nvEncGetLastErrorString(handle_) : nullptr;
   if (told != nullptr && *told != '\0') text += std::string(": ") + told;
   if (result == NV_ENC_ERR_OUT_OF_MEMORY) {
-    text += " (GPU encoder busy or out of memory -- another capture app may be running)";
+    text += " (" + std::string(kGpuBusy) + ")";
   }
   return {code, std::move(text)};
 }
