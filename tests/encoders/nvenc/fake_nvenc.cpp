@@ -107,13 +107,14 @@ const char* LastError(void* encoder) {
 
 NVENCSTATUS GuidCount(void* encoder, uint32_t* count) {
   ENTER("nvEncGetEncodeGUIDCount", false);
-  *count = fake.has_av1 ? 3 : 2;
+  *count = std::min(fake.most_codecs, fake.has_av1 ? 3U : 2U);
   return NV_ENC_SUCCESS;
 }
 
 NVENCSTATUS Guids(void* encoder, GUID* guids, uint32_t size, uint32_t* count) {
   ENTER("nvEncGetEncodeGUIDs", false);
   const GUID all[] = {NV_ENC_CODEC_HEVC_GUID, NV_ENC_CODEC_H264_GUID, NV_ENC_CODEC_AV1_GUID};
+  CHECK(guids != nullptr, "nowhere to write");
   *count = std::min(size, fake.has_av1 ? 3U : 2U);
   std::copy(all, all + *count, guids);
   return NV_ENC_SUCCESS;

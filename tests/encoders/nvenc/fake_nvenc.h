@@ -11,6 +11,7 @@ namespace orventa::nvenc {
 struct FakeNvenc : FakeDriver {
   uint32_t max_version = kLeastDriverVersion;
   const char* error_text = "";
+  uint32_t most_codecs = 3;
 
   // Alive now.
   int registered = 0;

@@ -43,6 +43,10 @@ TEST_F(Nvenc, TellsWhyItsLibraryDoesNotLoad) {
 }
 
 TEST_F(Nvenc, OffersItselfOnItsMakersAdaptersAndProbesThem) {
+  EncoderCaps caps;
+  fake.most_codecs = 0;
+  EXPECT_TRUE(backend.Probe(*device, caps).ok() && caps.codecs.empty());
+  fake.most_codecs = 3;
   ExpectOffer(
       {{Codec::H264, 4096, 4095, false, true, true}, {Codec::Hevc, 8192, 8191, true, false, true}},
       "nvEncOpenEncodeSessionEx", NV_ENC_ERR_OUT_OF_MEMORY,

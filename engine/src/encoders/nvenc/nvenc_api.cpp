@@ -110,7 +110,7 @@ Status NvencSession::ListCodecs(std::vector<Codec>& codecs) const {
   using List = NV_ENCODE_API_FUNCTION_LIST;
   uint32_t count = 0;
   Status status = Try("nvEncGetEncodeGUIDCount", &List::nvEncGetEncodeGUIDCount, &count);
-  if (!status.ok()) return status;
+  if (!status.ok() || count == 0) return status;
   std::vector<GUID> guids(count);
   status = Try("nvEncGetEncodeGUIDs", &List::nvEncGetEncodeGUIDs, guids.data(), count, &count);
   if (!status.ok()) return status;
