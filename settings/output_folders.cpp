@@ -4,9 +4,11 @@
 #include <array>
 #include <atomic>
 #include <filesystem>
+#include <map>
 #include <system_error>
 #include <vector>
 
+#include "base/mutex.h"
 #include "base/text.h"
 
 namespace orventa {
@@ -110,11 +112,37 @@ std::string ExpandField(char field, const LocalTime& time) {
   }
 }
 
-std::string FreePath(const std::string& folder, const std::string& stem,
-                     std::string_view extension) {
-  const std::string suffix = "." + std::string(extension);
+// Paths that were given out and may have no file yet: a save and a recording of one
+// second in one folder would each be written over by the other.
+class GivenPaths {
+ public:
+  // False: another kind of file was given it lately.
+  bool Give(const std::string& path, OutputKind kind, uint64_t now_ns) {
+    const MutexLock lock(mutex_);
+    std::erase_if(given_, [&](const auto& row) { return now_ns - row.second.at_ns > kHeldNs; });
+    const auto [row, unseen] = given_.try_emplace(path, Given{kind, now_ns});
+    return unseen || row->second.kind == kind;
+  }
+
+ private:
+  // A recording may begin ten seconds after it was asked for.
+  static constexpr uint64_t kHeldNs = 60 * kNsPerSecond;
+  struct Given {
+    OutputKind kind;
+    uint64_t at_ns;  // steady clock
+  };
+
+  Mutex mutex_;
+  std::map<std::string, Given> given_ ORVENTA_GUARDED_BY(mutex_);
+};
+
+std::string FreePath(const std::string& folder, const std::string& stem, const OutputName& name,
+                     uint64_t now_ns) {
+  static GivenPaths given;
+  const std::string suffix = "." + std::string(name.extension);
   std::string path = JoinPath(folder, stem + suffix);
-  for (uint32_t number = 2; FileExists(path) || FolderExists(path); ++number) {
+  for (uint32_t number = 2;
+       FileExists(path) || FolderExists(path) || !given.Give(path, name.kind, now_ns); ++number) {
     path = JoinPath(folder, stem + " (" + std::to_string(number) + ")" + suffix);
   }
   return path;
@@ -205,7 +233,7 @@ Status ResolveOutputPath(const Config& config, const KnownFolders& folders, IClo
   const LocalTime time = clock.ToLocal(name.wall_ms != 0 ? name.wall_ms : clock.WallMs());
   std::string stem = MakeSafe(ExpandPattern(config.storage.Of(name.kind).filename_pattern, time));
   if (stem.empty()) stem = "ORVENTA";
-  out.path = FreePath(folder, stem, name.extension);
+  out.path = FreePath(folder, stem, name, clock.SteadyNs());
   return Status::Ok();
 }
 

@@ -53,9 +53,9 @@ struct OutputPath {
   std::string folder;    // the kind's folder, without the game's
   std::string fallback;  // as OutputFolder::fallback
 };
-// Makes the folders that are needed and a path that no file has yet: a name that is
-// taken gets " (2)", " (3)" and so on. A game's folder that cannot be written is
-// done without.
+// Makes the folders that are needed and a path that no file has yet, nor one that
+// was given to another kind in the last minute: a name that is taken gets " (2)", " (3)"
+// and so on. A game's folder that cannot be written is done without.
 Status ResolveOutputPath(const Config& config, const KnownFolders& folders, IClock& clock,
                          const OutputName& name, OutputPath& out);
 

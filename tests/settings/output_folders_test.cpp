@@ -100,6 +100,12 @@ TEST_F(OutputFolders, NeverGivesANameThatIsTaken) {
   }
   EXPECT_EQ(names,
             (std::vector<std::string>{"clip.one.mp4", "clip.one (2).mp4", "clip.one (3).mp4"}));
+
+  // Nor one that a recording was given which has no file yet.
+  config_.storage.recording.filename_pattern = "clip.two";
+  config_.storage.replay.filename_pattern = "clip.two";
+  EXPECT_EQ(FileName(Resolve("", OutputKind::Recording).path), "clip.two.mp4");
+  EXPECT_EQ(FileName(Resolve("").path), "clip.two (2).mp4");
 }
 
 TEST_F(OutputFolders, NamesAreUsableWhateverThePattern) {
