@@ -50,6 +50,12 @@ bool FinishExport(ServiceState& state, uint64_t cancelled_ns) {
   return false;
 }
 
+bool RecordingsEnded(ServiceState& state) {
+  if (state.engine->GetStatus().recordings_ending == 0) return true;
+  LogWarning("exiting while a recording is being ended; the next start goes on with it");
+  return false;
+}
+
 bool LibraryIsWritten(ServiceState& state) {
   return !state.library_work.IsIdle();
 }
@@ -89,13 +95,14 @@ int ExitService(ServiceState& state) {
   const bool saves_finished = FinishSaves(state);
   const bool export_finished = FinishExport(state, cancelled_ns);
   state.engine->Stop();
+  const bool recordings_ended = RecordingsEnded(state);
   TellFinishedRecordings(state);
   const bool background_finished = FinishBackgroundWork(state);
   LogInfo(
       "exit: clean, after %llu s",
       static_cast<unsigned long long>((state.clock.SteadyNs() - state.started_ns) / kNsPerSecond));
   // A thread that still writes would hold every destructor up.
-  if (!saves_finished || !export_finished || !background_finished) {
+  if (!saves_finished || !export_finished || !recordings_ended || !background_finished) {
     state.platform.process.EndNow(0);
   }
   PublishService(nullptr);

@@ -43,6 +43,18 @@ TEST_F(ExitTest, ASaveThatNeverEndsIsGivenUpAfterFifteenSeconds) {
             (std::vector<std::string>{"engine stops", "ends process with 0"}));
 }
 
+TEST_F(ExitTest, ARecordingThatItsDriveDoesNotTakeHoldsNothingUp) {
+  platform.on_engine = [](FakeEngine& engine) {
+    engine.ChangeStatus([](EngineSnapshot& status) { status.recordings_ending = 1; });
+  };
+  platform.CloseAfter(2000);
+  EXPECT_EQ(platform.Run(), 0);
+  EXPECT_EQ(
+      platform.LogCount("exiting while a recording is being ended; the next start goes on with it"),
+      1U);
+  EXPECT_EQ(platform.JournalCount("ends process with 0"), 1U);
+}
+
 TEST_F(ExitTest, AnOpenEventSaveIsWrittenBehindTheSaveAtWork) {
   SavesTake(3 * kNsPerSecond);
   std::vector<FakeEngine::SaveSeen> seen;

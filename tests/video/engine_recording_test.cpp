@@ -308,6 +308,33 @@ TEST(EngineRecording, ASlowDriveHoldsThePicturesBackAndLosesNone) {
   EXPECT_EQ(rig.Look().restarts, 0U);
 }
 
+TEST(EngineRecording, ADriveThatNeverAnswersIsGivenUp) {
+  RecordingRig rig;
+  rig.sources = nullptr;  // the fake encoders do not hold as much sound as waits here
+  rig.backend.key_payload = rig.backend.delta_payload = Payload::Allocate(1U << 20U);
+  rig.config.replay.max_memory_limited = true;
+  rig.config.replay.max_memory_mb = 256;
+  rig.StartOnWindow(kSec);
+  rig.drive.write_takes_ns = 3600 * kSec;
+  rig.StartRecording();
+  rig.Run(25 * kSec);
+  EXPECT_FALSE(rig.engine->IsRecording());
+  const EngineSnapshot look = rig.Look();
+  EXPECT_TRUE(look.capturing);
+  EXPECT_EQ(look.restarts, 0U);
+  EXPECT_EQ(look.recordings_failed, 1U);
+  ASSERT_EQ(rig.News().size(), 1U);
+  EXPECT_EQ(rig.News()[0].result,
+            Status(StatusCode::DriverError,
+                   "the recording could not be written: the drive does not answer"));
+  const uint64_t before = rig.clock.SteadyNs();
+  rig.engine->Stop();
+  EXPECT_LT(rig.clock.SteadyNs() - before, 16 * kSec);
+  EXPECT_EQ(rig.Look().recordings_ending, 1U);
+  rig.engine.reset();
+  EXPECT_TRUE(rig.drive.files[0]->finished) << "the drive has answered after all";
+}
+
 TEST(EngineRecording, AFileThatFailsCostsTheReplayNothing) {
   const Status broken(StatusCode::DriverError, "write error");
   const Status unopened(StatusCode::InvalidArgument, "cannot open 'x'");

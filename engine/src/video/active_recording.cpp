@@ -42,7 +42,9 @@ void ActiveRecording::TakeVideo(const EncodedPacket& packet) {
     if (!packet.keyframe || static_cast<uint64_t>(packet.pts) < plan_.started_at) return;
     opened_ = true;
   }
-  Enqueue(kVideo, packet, WhenFull::Wait);
+  if (WaitForRoom()) return Enqueue(kVideo, packet);
+  Fail(CouldNotWrite({StatusCode::DriverError, "the drive does not answer"}));
+  Tell(FirstError());  // its thread may never come to it
 }
 
 void ActiveRecording::TakeSound(size_t track, const EncodedPacket& packet, uint64_t duration_ns) {
@@ -51,7 +53,7 @@ void ActiveRecording::TakeSound(size_t track, const EncodedPacket& packet, uint6
   if (pts >= stop_at_) {
     sound_done_[track] = true;
   } else if (pts + duration_ns > plan_.started_at) {
-    Enqueue(track, packet, WhenFull::GoOn);
+    Enqueue(track, packet);
   }
 }
 
@@ -60,14 +62,21 @@ bool ActiveRecording::ReachedStop() const {
          std::all_of(sound_done_.begin(), sound_done_.end(), [](bool done) { return done; });
 }
 
-void ActiveRecording::Enqueue(size_t track, const EncodedPacket& packet, WhenFull when_full) {
+bool ActiveRecording::WaitForRoom() {
+  const uint64_t deadline_ns = clock_.SteadyNs() + kSilentDriveNs;
+  MutexLock lock(mutex_);
+  while (queued_bytes_ >= kQueueBytes && !closed_ && !failed_) {
+    if (clock_.SteadyNs() >= deadline_ns) return false;
+    room_->Wait(mutex_, deadline_ns);
+  }
+  return true;
+}
+
+void ActiveRecording::Enqueue(size_t track, const EncodedPacket& packet) {
   bool writer_waits = false;
   {
     MutexLock lock(mutex_);
-    while (when_full == WhenFull::Wait && queued_bytes_ >= kQueueBytes && !closed_) {
-      room_->Wait(mutex_, kForever);
-    }
-    if (closed_) return;
+    if (closed_ || failed_) return;
     writer_waits = queue_.empty();
     queued_bytes_ += packet.data.size();
     queue_.push_back({track, packet});
@@ -97,8 +106,21 @@ void ActiveRecording::Run() {
     GiveRoom(item.packet.data.size());
     item = {};
   }
-  finished_(End());
-  done_ = true;
+  Tell(End());
+  {
+    MutexLock lock(mutex_);
+    done_ = true;
+  }
+  room_->NotifyAll();
+}
+
+void ActiveRecording::WaitUntilDone(uint64_t steady_ns) {
+  MutexLock lock(mutex_);
+  while (!done_ && clock_.SteadyNs() < steady_ns) room_->Wait(mutex_, steady_ns);
+}
+
+void ActiveRecording::Tell(const Status& result) {
+  if (!told_.exchange(true)) finished_(result);
 }
 
 bool ActiveRecording::Next(Item& item) {
@@ -153,12 +175,11 @@ Status ActiveRecording::End() {
 }
 
 void ActiveRecording::Fail(const Status& status) {
-  {
-    // InvalidArgument is kept for a file that nothing came for.
-    const bool taken = status.code() == StatusCode::InvalidArgument;
-    MutexLock lock(mutex_);
-    first_error_ = {taken ? StatusCode::DriverError : status.code(), status.message()};
-  }
+  // InvalidArgument is kept for a file that nothing came for.
+  const bool taken = status.code() == StatusCode::InvalidArgument;
+  MutexLock lock(mutex_);
+  if (failed_) return;
+  first_error_ = {taken ? StatusCode::DriverError : status.code(), status.message()};
   failed_.store(true, std::memory_order_release);
 }
 

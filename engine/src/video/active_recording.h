@@ -1,8 +1,8 @@
 // One file of a recording: a queue between those who make packets and the one thread
 // that writes them to the drive. That thread opens the file, and ends it when nothing
 // comes any more, so that nobody but it ever waits for the drive; a picture waits only
-// while more is queued than memory should hold. Engine thread unless a line says
-// otherwise.
+// while more is queued than memory should hold, and not for a drive that takes nothing
+// any more. Engine thread unless a line says otherwise.
 #pragma once
 
 #include <atomic>
@@ -28,6 +28,9 @@ class ActiveRecording {
   // A recording ends while there is room for this and for what is queued, so that the
   // file can be finished and the machine goes on.
   static constexpr uint64_t kSpareBytes = 128U << 20U;
+  // A drive that takes nothing for so long has failed. The frame loop must not count the
+  // wait for it as a stall of its own, which ends the pipeline.
+  static constexpr uint64_t kSilentDriveNs = 20 * kNsPerSecond;
 
   struct Plan {
     uint32_t id = 0;         // of the recording; its files share it
@@ -39,7 +42,8 @@ class ActiveRecording {
   };
   // Called on the recording's thread.
   using MarksOf = std::function<TimelineMarks(uint64_t from_pts, uint64_t to_pts)>;
-  // `result` as FinishedRecording::result.
+  // `result` as FinishedRecording::result. Called once, by the recording's thread as the
+  // file is done, or by the encoder worker as it gives the drive up.
   using Finished = std::function<void(const Status& result)>;
 
   // Clock and drive must outlive the recording, and what the functions use.
@@ -65,6 +69,8 @@ class ActiveRecording {
   void Close();
   // The file has been ended, well or not.
   bool Done() const { return done_; }
+  // Waits for that, until the steady clock reaches the time.
+  void WaitUntilDone(uint64_t steady_ns);
 
   // Any thread from here on.
   bool Failed() const { return failed_.load(std::memory_order_acquire); }
@@ -80,9 +86,10 @@ class ActiveRecording {
     size_t track = kVideo;  // or a sound track
     EncodedPacket packet;
   };
-  enum class WhenFull { Wait, GoOn };
 
-  void Enqueue(size_t track, const EncodedPacket& packet, WhenFull when_full);
+  // False: the drive gave none in time.
+  bool WaitForRoom();
+  void Enqueue(size_t track, const EncodedPacket& packet);
   void Run();
   // False: there is nothing, and nothing will come.
   bool Next(Item& item);
@@ -91,6 +98,7 @@ class ActiveRecording {
   void CheckDrive();
   Status End();
   void Fail(const Status& status);
+  void Tell(const Status& result);
   template <typename Job>
   Status Guarded(Job job);
 
@@ -102,7 +110,7 @@ class ActiveRecording {
 
   mutable Mutex mutex_;
   const std::unique_ptr<IWaitPoint> work_;  // something is queued, or nothing more comes
-  const std::unique_ptr<IWaitPoint> room_;  // the queue has room again
+  const std::unique_ptr<IWaitPoint> room_;  // the queue has room again, or the file is done
   Ring<Item> queue_ ORVENTA_GUARDED_BY(mutex_);
   uint64_t queued_bytes_ ORVENTA_GUARDED_BY(mutex_) = 0;
   bool closed_ ORVENTA_GUARDED_BY(mutex_) = false;
@@ -114,6 +122,7 @@ class ActiveRecording {
   std::vector<bool> sound_done_;  // by track
 
   std::atomic<bool> failed_ = false;
+  std::atomic<bool> told_ = false;
   std::atomic<bool> drive_nearly_full_ = false;
   std::atomic<bool> done_ = false;
   std::atomic<uint64_t> elapsed_ns_ = 0;

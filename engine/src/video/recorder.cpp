@@ -17,6 +17,8 @@ constexpr uint64_t kStopWaitNs = kNsPerSecond;
 constexpr uint64_t kUndecidedAtMostNs = 10 * kNsPerSecond;
 // A recording goes on after a failure of its pipeline unless that has just happened.
 constexpr uint64_t kFailsSeldomNs = 30 * kNsPerSecond;
+// What the engine's end waits for files that are being ended.
+constexpr uint64_t kFinishWaitNs = 15 * kNsPerSecond;
 // Files told of in the status; the service looks every second.
 constexpr size_t kToldAtMost = 16;
 
@@ -97,6 +99,7 @@ void Recorder::Fill(EngineSnapshot& snapshot) const {
   snapshot.recordings_saved = saved_;
   snapshot.recordings_failed = failed_;
   snapshot.finished_recordings = finished_;
+  snapshot.recordings_ending = ending_count_;
   snapshot.recording = Wanted() || shared_ != nullptr;
   if (!snapshot.recording) return;
   uint64_t elapsed_ns = wish_.elapsed_ns;
@@ -275,8 +278,9 @@ void Recorder::GiveUp() {
 }
 
 void Recorder::FinishAll() {
+  const uint64_t deadline_ns = clock_.SteadyNs() + kFinishWaitNs;
+  for (const auto& recording : ending_) recording->WaitUntilDone(deadline_ns);
   Reap();
-  ending_.clear();
 }
 
 bool Recorder::StillWanted(const ActiveRecording& recording) const {
@@ -308,6 +312,7 @@ void Recorder::HandOver(uint64_t next_pts) {
   if (!stop_asked_ns_) current_->StopAt(next_pts);
   current_->Close();
   ending_.push_back(std::move(current_));
+  ending_count_ = static_cast<uint32_t>(ending_.size());
 }
 
 void Recorder::Publish(FinishedRecording finished) {
@@ -333,6 +338,7 @@ void Recorder::Publish(FinishedRecording finished) {
 
 void Recorder::Reap() {
   std::erase_if(ending_, [](const auto& recording) { return recording->Done(); });
+  ending_count_ = static_cast<uint32_t>(ending_.size());
 }
 
 }  // namespace orventa

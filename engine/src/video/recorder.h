@@ -4,6 +4,7 @@
 // Engine thread, except where a line says otherwise.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -77,7 +78,8 @@ class Recorder final : public ISoundTap {
   void PipelineEnded(PipelineEnd end, uint64_t next_pts);
   // There will be no pipeline to go on in.
   void GiveUp();
-  // Waits for the files that are being ended.
+  // Waits for the files that are being ended, but not for ever: a drive may never answer.
+  // Those that remain are waited for as the recorder goes.
   void FinishAll();
 
  private:
@@ -127,6 +129,7 @@ class Recorder final : public ISoundTap {
   std::shared_ptr<ActiveRecording> current_;
   std::optional<uint64_t> stop_asked_ns_;  // of current_
   std::vector<std::shared_ptr<ActiveRecording>> ending_;
+  std::atomic<uint32_t> ending_count_ = 0;
   std::optional<uint64_t> outlived_failure_ns_;      // a recording went on after one then
   std::optional<CaptureTarget> recorded_by_itself_;  // until it is another one's turn
   uint64_t pipeline_begun_ns_ = 0;

@@ -46,6 +46,7 @@ struct EngineSnapshot {
   std::string recording_path;     // of the newest file
   uint32_t recordings_saved = 0;  // files, since the engine was made
   uint32_t recordings_failed = 0;
+  uint32_t recordings_ending = 0;  // files that their drive has not taken whole yet
   // The latest that were finished, newest last; may be null. Told once a file each.
   std::shared_ptr<const std::vector<FinishedRecording>> finished_recordings;
   uint32_t width = 0;  // what is encoded, pixels
@@ -106,6 +107,8 @@ class ReplayEngine {
   virtual ~ReplayEngine() = default;  // stops
 
   virtual Status Start() = 0;
+  // Files that a drive does not take are given up after a while; `recordings_ending` tells
+  // of them, and the destructor waits for them.
   virtual void Stop() = 0;
   virtual bool IsRunning() const = 0;
   virtual void SetPaused(bool paused) = 0;
