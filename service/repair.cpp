@@ -19,6 +19,9 @@ namespace {
 constexpr uint64_t kPassPeriodNs = 60 * kNsPerSecond;
 // How FinishInterrupted says that it may be another time's work.
 constexpr std::string_view kStillBeingWritten = "still being written";
+// How it says that there is nothing to do. A recording whose drive came to life again
+// may have been ended after all.
+constexpr std::string_view kAlreadyFinished = "already finished";
 constexpr uint64_t kVerbLimitNs = 20 * kNsPerSecond;
 
 bool IsVideo(std::string_view name) {
@@ -78,8 +81,10 @@ class Pass {
   void Note(const std::string& path, bool waited, const Status& status) {
     if (status.ok()) {
       LogInfo("finished an interrupted recording: %s", path.c_str());
-      RecordFoundInLibrary(state_, path, WrittenKind::Recording);
       findings_.repaired.push_back(path);
+    }
+    if (status.ok() || (waited && status.message() == kAlreadyFinished)) {
+      RecordFoundInLibrary(state_, path, WrittenKind::Recording);
     }
     if (status.ok() || status.code() == StatusCode::InvalidArgument) {
       repairs_.settled.insert(path);

@@ -116,18 +116,23 @@ TEST_F(Repair, NobodyWaitsForItAndNoFileAtWorkIsTouched) {
 
 TEST_F(Repair, ARecordingThatItsDriveLostWaitsForTheDrive) {
   const std::string path = Make("Some Game/lost.mp4");
+  const std::string ended = Make("Some Game/ended.mp4");
   says["lost.mp4"] = {kWhole, Status(StatusCode::DriverError, "cannot read"), Status::Ok()};
+  says["ended.mp4"] = {kWhole, kInUse, kWhole};  // its drive came to life again
   platform.After(1500, [&] {
     platform.engine->ChangeStatus([&](EngineSnapshot& status) {
-      const FinishedRecording lost{1, Status(StatusCode::DriverError, "write error"), path, {}, {},
-                                   {}};
-      status.finished_recordings = std::make_shared<const std::vector<FinishedRecording>>(1, lost);
+      const Status error(StatusCode::DriverError, "write error");
+      status.finished_recordings =
+          std::make_shared<const std::vector<FinishedRecording>>(std::vector<FinishedRecording>{
+              {1, error, path, {}, {}, {}}, {2, error, ended, {}, {}, {}}});
     });
   });
   platform.CloseAfter(300'000);
   EXPECT_EQ(platform.Run(), 0);
   EXPECT_EQ(Tries("lost.mp4"), 3);
-  EXPECT_EQ(platform.ConfigFile("written.ini"), "recording=" + path + "\n");
+  EXPECT_EQ(Tries("ended.mp4"), 3);
+  EXPECT_EQ(platform.ConfigFile("written.ini"),
+            "recording=" + path + "\nrecording=" + ended + "\n");
 }
 
 TEST_F(Repair, IsAskedForByAVerbWithinItsTime) {
