@@ -1,9 +1,11 @@
 #include "tools/orventactl/recording_words.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <vector>
 
 #include "base/clock.h"
 #include "base/files.h"
@@ -48,11 +50,30 @@ bool Warned(const RecordingStats& before, const RecordingStats& now) {
   return now.notice_seq > before.notice_seq && now.notice_warning;
 }
 
+// Where a service writes it down.
+Library OpenLibrary(IClock& clock) {
+  const std::string settings = ConfigPath(FindKnownFolders());
+  return Library(clock, JoinPath(ParentFolder(settings), "written.ini"));
+}
+
+// The count of files may have risen for a clip. The notice may be a clip's by now, too,
+// and the library takes not every path.
+bool IsSaved(IClock& clock, const RecordingStats& before, const RecordingStats& now,
+             const std::string& path) {
+  if (now.recording || now.written_seq == before.written_seq) return false;
+  if (now.notice_seq > before.notice_seq && now.notice.starts_with("Recording saved")) return true;
+  std::vector<WrittenFact> facts;
+  const WrittenFact fact{std::string(WrittenKindWord(WrittenKind::Recording)), path};
+  return OpenLibrary(clock).Read(facts).ok() &&
+         std::find(facts.begin(), facts.end(), fact) != facts.end();
+}
+
 // Whether it is known what came of the toggle.
-bool IsSettled(const RecordingStats& before, const RecordingStats& now) {
+bool IsSettled(IClock& clock, const RecordingStats& before, const RecordingStats& now,
+               const std::string& path) {
   if (Warned(before, now)) return true;
   if (!before.recording) return now.recording && !now.path.empty();
-  return !now.recording && now.written_seq > before.written_seq;
+  return IsSaved(clock, before, now, path);
 }
 
 int TellRecord(const RecordingStats& before, const RecordingStats& now, bool settled,
@@ -83,12 +104,9 @@ int TellRepaired(const std::string& path, std::ostream& out) {
   return kExitOk;
 }
 
-// Where a service would write it down.
 void AddToLibrary(const std::string& path, std::ostream& errors) {
   const std::unique_ptr<IClock> clock = MakeSystemClock();
-  const std::string settings = ConfigPath(FindKnownFolders());
-  Library library(*clock, JoinPath(ParentFolder(settings), "written.ini"));
-  const Status status = library.AddFound(path, WrittenKind::Recording);
+  const Status status = OpenLibrary(*clock).AddFound(path, WrittenKind::Recording);
   if (!status.ok()) errors << "orventactl: not in the library: " << status.message() << "\n";
 }
 
@@ -106,7 +124,7 @@ int RunRecord(std::ostream& out, std::ostream& errors) {
     RecordingStats now;
     if (const int code = Report(AskStats(now), errors); code != kExitOk) return code;
     if (now.recording && !now.path.empty()) path = now.path;  // it may go on in another file
-    const bool settled = IsSettled(before, now);
+    const bool settled = IsSettled(*clock, before, now, path);
     if (settled || clock->SteadyNs() >= deadline_ns) {
       return TellRecord(before, now, settled, path, out, errors);
     }
