@@ -12,6 +12,7 @@
 #include "tests/fakes/fake_clock.h"
 #include "tests/fakes/temp_folder.h"
 #include "tests/history/packets.h"
+#include "tests/mp4/box_walker.h"
 
 namespace orventa {
 namespace {
@@ -35,46 +36,6 @@ EncodedPacket Frame(uint64_t index) {
   return packet;
 }
 
-struct Box {
-  std::string type;
-  std::string body;
-};
-
-std::vector<Box> BoxesIn(const std::string& bytes) {
-  std::vector<Box> boxes;
-  for (size_t at = 0; at + 8 <= bytes.size();) {
-    uint64_t size = 0;
-    for (size_t i = 0; i < 4; ++i) size = size << 8 | static_cast<uint8_t>(bytes[at + i]);
-    if (size < 8 || size > bytes.size() - at) break;
-    boxes.push_back({bytes.substr(at + 4, 4), bytes.substr(at + 8, size - 8)});
-    at += size;
-  }
-  return boxes;
-}
-
-// The bodies of the boxes under a path such as "moov/trak".
-std::vector<std::string> Find(const std::string& bytes, const std::string& path) {
-  std::vector<std::string> bodies;
-  const size_t slash = path.find('/');
-  for (const Box& box : BoxesIn(bytes)) {
-    if (box.type != path.substr(0, slash)) continue;
-    if (slash == std::string::npos) {
-      bodies.push_back(box.body);
-      continue;
-    }
-    for (std::string& below : Find(box.body, path.substr(slash + 1))) {
-      bodies.push_back(std::move(below));
-    }
-  }
-  return bodies;
-}
-
-uint32_t U32At(const std::string& bytes, size_t at) {
-  uint32_t value = 0;
-  for (size_t i = 0; i < 4; ++i) value = value << 8 | static_cast<uint8_t>(bytes.at(at + i));
-  return value;
-}
-
 class ClipSaver : public testing::Test {
  protected:
   ClipSaver() {
@@ -96,8 +57,8 @@ class ClipSaver : public testing::Test {
     return *sources_.sound.back().packets;
   }
   // Packets of 20 ms from the clip's beginning on.
-  static void AppendSound(AudioReplayBuffer& sound, uint64_t count) {
-    for (uint64_t i = 0; i < count; ++i) {
+  static void AppendSound(AudioReplayBuffer& sound, uint64_t end, uint64_t first = 0) {
+    for (uint64_t i = first; i < end; ++i) {
       sound.Append(MakePacket(kStart + i * (kSecond / 50), true, 40));
     }
   }
@@ -112,13 +73,15 @@ class ClipSaver : public testing::Test {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  // Samples of each track, from its size table.
-  static std::vector<uint32_t> SampleCounts(const std::string& bytes) {
-    std::vector<uint32_t> counts;
-    for (const std::string& table : Find(bytes, "moov/trak/mdia/minf/stbl/stsz")) {
-      counts.push_back(U32At(table, 8));
+  // Samples of each track.
+  static std::vector<size_t> SampleCounts(const std::string& bytes) {
+    const std::vector<uint8_t> file(bytes.begin(), bytes.end());
+    std::vector<size_t> counts;
+    for (;;) {
+      const std::string trak = "moov/trak[" + std::to_string(counts.size()) + "]";
+      if (!test::Has(file, trak)) return counts;
+      counts.push_back(test::Samples(file, trak).size());
     }
-    return counts;
   }
 
   TempFolder temp_;
@@ -127,7 +90,7 @@ class ClipSaver : public testing::Test {
   SavedClip saved_;
 };
 
-using Counts = std::vector<uint32_t>;
+using Counts = std::vector<size_t>;
 
 TEST_F(ClipSaver, RefusesInOrder) {
   sources_.no_encoder = true;
@@ -175,11 +138,7 @@ TEST_F(ClipSaver, WaitsForSoundThatTrails) {
   AppendFrames(180);
   AudioReplayBuffer& sound = AddSoundTrack();
   AppendSound(sound, 140);
-  clock_.After(75 * kNsPerMs, [&] {
-    for (uint64_t i = 140; i < 160; ++i) {
-      sound.Append(MakePacket(kStart + i * (kSecond / 50), true, 40));
-    }
-  });
+  clock_.After(75 * kNsPerMs, [&] { AppendSound(sound, 160, 140); });
   EXPECT_EQ(SampleCounts(SavedBytes()), (Counts{180, 150}));
   EXPECT_EQ(clock_.SteadyNs(), FakeClock::kSteadyStartNs + 80 * kNsPerMs);
 }

@@ -45,16 +45,11 @@ void Hammer(const ReplayBufferOptions& options) {
   EXPECT_EQ(history->Stats().disk_failures, 0U);
 }
 
-TEST(HistoryThreads, InMemory) {
+TEST(HistoryThreads, Pictures) {
+  const TempFolder folder;
   ReplayBufferOptions options;
   options.seconds = 5;
   Hammer(options);
-}
-
-TEST(HistoryThreads, OnDisk) {
-  TempFolder folder;
-  ReplayBufferOptions options;
-  options.seconds = 5;
   options.directory = folder.path();
   Hammer(options);
 }

@@ -54,41 +54,6 @@ TEST(ReplayBuffer, SharesPayloadsInMemory) {
   EXPECT_TRUE(packets[0].payload.SharesWith(mine));
 }
 
-TEST(ReplayBuffer, APacketWithoutPayloadIsAnEmptyOne) {
-  auto history = MakeHistory(60);
-  EncodedPacket packet;
-  packet.keyframe = true;
-  history->Append(packet);
-  std::vector<BufferedPacket> packets;
-  ASSERT_TRUE(history->Snapshot(10, packets, PayloadAccess::Now));
-  EXPECT_EQ(packets[0].Size(), 0U);
-  EXPECT_EQ(history->Stats().disk_failures, 0U);
-}
-
-TEST(ReplayBuffer, NeverFallsShortOfItsWindow) {
-  auto history = MakeHistory(5);
-  AppendSeconds(*history, 0, 20);
-  // The newest packet is at 19.75 s; the group at 14 s is the last that the window
-  // begins in.
-  EXPECT_EQ(HeldTimes(*history).front(), 14 * kSecond);
-  const ReplayBufferStats stats = history->Stats();
-  EXPECT_EQ(stats.groups, 6U);
-  EXPECT_EQ(stats.groups_evicted, 14U);
-  EXPECT_EQ(stats.packets, 24U);
-  EXPECT_EQ(stats.bytes, 2400U);
-  EXPECT_EQ(stats.span_ns, 19 * kSecond + kSecond / 4 * 3 - 14 * kSecond);
-  EXPECT_FALSE(stats.on_disk);
-}
-
-TEST(ReplayBuffer, KeepsItsNewestGroupHoweverLarge) {
-  auto history = MakeHistory(1, 1000);
-  for (uint32_t i = 0; i < 50; ++i) history->Append(MakePacket(i * kSecond, i == 0));
-  EXPECT_EQ(history->Stats().packets, 50U);
-  EXPECT_EQ(history->Stats().bytes, 5000U);
-  history->Append(MakePacket(50 * kSecond, true));
-  EXPECT_EQ(HeldTimes(*history), (std::vector<uint64_t>{50 * kSecond}));
-}
-
 TEST(ReplayBuffer, CutsTheSnapshotAtAKeyframeInside) {
   auto history = MakeHistory(60);
   AppendSeconds(*history, 10 * kSecond, 10);
@@ -107,27 +72,6 @@ TEST(ReplayBuffer, CutsTheSnapshotAtAKeyframeInside) {
   }
 }
 
-TEST(ReplayBuffer, SnapshotRangeStartsInTheCoveringGroup) {
-  auto history = MakeHistory(60);
-  AppendSeconds(*history, 10 * kSecond, 3);
-  AppendSeconds(*history, 20 * kSecond, 2);  // after a hole
-  const uint64_t q = kSecond / 4;
-  struct Case {
-    uint64_t from, to, first, last;  // quarters of a second; last 0: nothing
-  };
-  for (const Case& c :
-       {Case{42, 48, 40, 47}, Case{0, 41, 40, 40}, Case{0, 40, 0, 0}, Case{44, 44, 0, 0},
-        Case{45, 44, 0, 0}, Case{60, 85, 80, 84}, Case{60, 80, 0, 0}, Case{51, 81, 48, 80},
-        Case{86, 999, 84, 87}, Case{88, 999, 0, 0}}) {
-    std::vector<BufferedPacket> packets;
-    const bool found = history->SnapshotRange(c.from * q, c.to * q, packets, PayloadAccess::Now);
-    EXPECT_EQ(found, c.last != 0) << c.from << " to " << c.to;
-    if (!found || packets.empty()) continue;
-    EXPECT_EQ(packets.front().pts, c.first * q) << c.from << " to " << c.to;
-    EXPECT_EQ(packets.back().pts, c.last * q) << c.from << " to " << c.to;
-  }
-}
-
 TEST(ReplayBuffer, ALimitTakesEffectAtOnce) {
   auto history = MakeHistory(60, 1U << 20U);
   AppendSeconds(*history, 0, 20);
@@ -137,21 +81,6 @@ TEST(ReplayBuffer, ALimitTakesEffectAtOnce) {
   EXPECT_TRUE(history->Reconfigure(options));  // 20 s went down to 2
   EXPECT_EQ(history->Stats().groups, 2U);
   EXPECT_FALSE(history->Reconfigure(options));
-}
-
-TEST(ReplayBuffer, AShrunkElasticBudgetWaitsForTheNewWindow) {
-  auto history = MakeHistory(30, 12'000, true);
-  AppendSeconds(*history, 0, 20);  // 400 bytes a group
-  ReplayBufferOptions options;
-  options.seconds = 10;
-  options.max_bytes = 2'000;
-  options.elastic = true;
-  EXPECT_FALSE(history->Reconfigure(options));
-  EXPECT_EQ(history->Stats().groups, 11U);  // the window still rules
-  AppendSeconds(*history, 20 * kSecond, 9);
-  EXPECT_EQ(history->Stats().groups, 11U);
-  AppendSeconds(*history, 29 * kSecond, 2);  // the new window has passed
-  EXPECT_EQ(history->Stats().groups, 5U);
 }
 
 TEST(ReplayBuffer, AnOldTargetGoesOnceTheHoldIsOver) {

@@ -57,25 +57,7 @@ TYPED_TEST(FixedBoxes, ReadBackWhatTheyWrote) {
   }
 }
 
-TEST(Boxes, BytesOfEachField) {
-  MovieHeader movie;
-  movie.version = 1;
-  movie.timescale = 90000;
-  movie.duration = 0x123456789A;
-  movie.next_track_id = 3;
-  EXPECT_EQ(Written(movie), test::Hex("00000078 6D766864 01000000"
-                                      "0000000000000000 0000000000000000"
-                                      "00015F90 000000123456789A 00010000 0100"
-                                      "00000000000000000000"
-                                      "00010000 00000000 00000000 00000000 00010000 00000000"
-                                      "00000000 00000000 40000000"
-                                      "000000000000000000000000000000000000000000000000"
-                                      "00000003"));
-
-  EXPECT_EQ(Written(MasteringDisplayColourVolume{}),
-            test::Hex("00000020 6D646376 2134 9BAA 1996 08FC 8A48 3908 3D13 4042"
-                      "00000000 00000000"));
-
+TEST(Boxes, BytesOfTheWhiteLevel) {
   SdrWhite white;
   white.luminance = 2030000;
   EXPECT_EQ(Written(white), test::Hex("0000001D 75756964 4F5256454E544100 5344525748495445"

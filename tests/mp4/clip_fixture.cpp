@@ -106,17 +106,4 @@ uint64_t FakeDeferred::Size(uint64_t index) const {
   return index < rows.size() ? rows[index].size() : 0;
 }
 
-std::shared_ptr<FakeDeferred> Defer(std::vector<BufferedPacket>& packets) {
-  auto deferred = std::make_shared<FakeDeferred>();
-  for (BufferedPacket& packet : packets) {
-    const auto bytes = packet.payload.bytes();
-    packet.deferred = deferred;
-    packet.deferred_index = deferred->rows.size();
-    deferred->rows.emplace_back(bytes.begin(), bytes.end());
-    packet.payload = {};
-  }
-  deferred->reads.resize(deferred->rows.size());
-  return deferred;
-}
-
 }  // namespace orventa::test

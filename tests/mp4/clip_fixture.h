@@ -45,6 +45,18 @@ class FakeDeferred : public IDeferredPayloads {
   uint32_t total_reads = 0;
 };
 // Moves the payloads of all packets into one.
-std::shared_ptr<FakeDeferred> Defer(std::vector<BufferedPacket>& packets);
+template <class Kind = FakeDeferred>
+std::shared_ptr<Kind> Defer(std::vector<BufferedPacket>& packets) {
+  auto deferred = std::make_shared<Kind>();
+  for (BufferedPacket& packet : packets) {
+    const auto bytes = packet.payload.bytes();
+    packet.deferred = deferred;
+    packet.deferred_index = deferred->rows.size();
+    deferred->rows.emplace_back(bytes.begin(), bytes.end());
+    packet.payload = {};
+  }
+  deferred->reads.resize(deferred->rows.size());
+  return deferred;
+}
 
 }  // namespace orventa::test

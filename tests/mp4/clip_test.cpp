@@ -150,29 +150,32 @@ TEST_F(Clip, LengthPrefixedAndAv1PacketsAreCopied) {
 }
 
 TEST_F(Clip, RefusesWithTheseWords) {
+  const struct {
+    void (*spoil)(Mp4Movie& movie);
+    const char* words;
+  } kCases[] = {
+      {[](Mp4Movie& movie) { movie.packets.clear(); }, "no video packets to write"},
+      {[](Mp4Movie& movie) { movie.video.height = 0; }, "zero track dimensions"},
+      {[](Mp4Movie& movie) { movie.video.sequence_header.clear(); },
+       "sequence header contains no SPS/PPS -- cannot build avcC"},
+      {[](Mp4Movie& movie) { movie.packets[2].dts -= 1; },
+       "video with reordered frames (dts != pts) is not supported"},
+      {[](Mp4Movie& movie) {
+         for (auto& packet : movie.packets) packet.payload = Payload::Copy(Hex("000001 09F0"));
+       },
+       "no decodable video samples"},
+      {[](Mp4Movie& movie) {
+         movie.sound.push_back(test::Sound(kStart, 3));
+         movie.sound[0].format.config.resize(105);
+       },
+       "AudioSpecificConfig too long"},
+  };
   const Mp4Movie good = VideoMovie(3);
-  Mp4Movie movie = good;
-  movie.packets.clear();
-  ExpectRefused(movie, {StatusCode::InvalidArgument, "no video packets to write"});
-  movie = good;
-  movie.video.height = 0;
-  ExpectRefused(movie, {StatusCode::InvalidArgument, "zero track dimensions"});
-  movie = good;
-  movie.video.sequence_header.clear();
-  ExpectRefused(movie, {StatusCode::InvalidArgument,
-                        "sequence header contains no SPS/PPS -- cannot build avcC"});
-  movie = good;
-  movie.packets[2].dts -= 1;
-  ExpectRefused(movie, {StatusCode::InvalidArgument,
-                        "video with reordered frames (dts != pts) is not supported"});
-  movie = good;
-  for (auto& packet : movie.packets) packet.payload = Payload::Copy(Hex("000001 09F0"));
-  ExpectRefused(movie, {StatusCode::InvalidArgument, "no decodable video samples"});
-  movie = good;
-  movie.sound.push_back(test::Sound(kStart, 3));
-  movie.sound[0].format.config.resize(105);
-  ExpectRefused(movie, {StatusCode::InvalidArgument, "AudioSpecificConfig too long"});
-
+  for (const auto& c : kCases) {
+    Mp4Movie movie = good;
+    c.spoil(movie);
+    ExpectRefused(movie, {StatusCode::InvalidArgument, c.words});
+  }
   const std::string nowhere = folder_ / "missing/clip.mp4";
   EXPECT_EQ(WriteMp4(nowhere, good),
             Status(StatusCode::InvalidArgument, "cannot open '" + nowhere + "'"));
@@ -183,14 +186,16 @@ TEST_F(Clip, SoundStartsWithTheVideo) {
     const char* what;
     int64_t offset_ms;
     size_t samples;
+    uint32_t track_duration, movie_duration;
     const char* elst;  // null: none
   } kCases[] = {
-      {"at once", 0, 47, nullptr},
-      {"300 ms late", 300, 47,
+      // 47 frames of 1024 at 48 kHz are 90240 ticks at 90 kHz
+      {"at once", 0, 47, 90240, 90240, nullptr},
+      {"300 ms late", 300, 47, 117240, 117240,
        "00000000 00000002 00006978 FFFFFFFF 00010000 00016080 00000000 00010000"},
       // 14 whole frames of 21.3 ms have ended by 300 ms; the one at 298.7 ms is cut by
       // 64 samples.
-      {"300 ms early", -300, 33, "00000000 00000001 0000F708 00000040 00010000"},
+      {"300 ms early", -300, 33, 63240, 90000, "00000000 00000001 0000F708 00000040 00010000"},
   };
   for (const auto& c : kCases) {
     Mp4Movie movie = VideoMovie(60);
@@ -198,6 +203,9 @@ TEST_F(Clip, SoundStartsWithTheVideo) {
         static_cast<uint64_t>(static_cast<int64_t>(kStart) + c.offset_ms * 1'000'000), 47));
     const Bytes file = Write(movie);
     EXPECT_EQ(test::Samples(file, "moov/trak[1]").size(), c.samples) << c.what;
+    EXPECT_EQ(Find(file, "moov/trak[1]/tkhd").U32(20), c.track_duration) << c.what;
+    EXPECT_EQ(Find(file, "moov/trak[1]/mdia/mdhd").U32(16), c.samples * 1024) << "all the same";
+    EXPECT_EQ(Find(file, "moov/mvhd").U32(16), c.movie_duration) << c.what;
     ASSERT_EQ(Has(file, "moov/trak[1]/edts"), c.elst != nullptr) << c.what;
     if (c.elst != nullptr) {
       EXPECT_EQ(Find(file, "moov/trak[1]/edts/elst").body, Hex(c.elst)) << c.what;
@@ -335,7 +343,7 @@ TEST_F(Clip, WhatCannotBeReadAgainLeavesNoFile) {
   deferred->fail_after_reads = 60 + 20;
   ExpectRefused(movie, kLost);
 
-  // Every row answers with other bytes at the second reading.
+  // A row answers with other bytes at the second reading.
   struct Changing : test::FakeDeferred {
     Payload Read(uint64_t index) override {
       const Payload payload = FakeDeferred::Read(index);
@@ -344,10 +352,7 @@ TEST_F(Clip, WhatCannotBeReadAgainLeavesNoFile) {
     }
   };
   movie = VideoMovie(60);
-  deferred = test::Defer(movie.packets);
-  const auto changing = std::make_shared<Changing>();
-  static_cast<test::FakeDeferred&>(*changing) = *deferred;
-  for (auto& packet : movie.packets) packet.deferred = changing;
+  test::Defer<Changing>(movie.packets);
   ExpectRefused(movie, kLost);
 
   // Sound is copied; a size that is not what it was is seen as well.
@@ -356,28 +361,8 @@ TEST_F(Clip, WhatCannotBeReadAgainLeavesNoFile) {
   };
   movie = VideoMovie(60);
   movie.sound.push_back(test::Sound(kStart, 20));
-  deferred = test::Defer(movie.sound[0].packets);
-  const auto shrinking = std::make_shared<Shrinking>();
-  static_cast<test::FakeDeferred&>(*shrinking) = *deferred;
-  for (auto& packet : movie.sound[0].packets) packet.deferred = shrinking;
+  test::Defer<Shrinking>(movie.sound[0].packets);
   ExpectRefused(movie, kLost);
-}
-
-TEST_F(Clip, ReplacesAFileOfThatName) {
-  test::WriteFile(Path(), Bytes(100'000, 0x55));
-  const Bytes file = Write(VideoMovie(3));
-  EXPECT_EQ(Types(test::Boxes(file)), "ftyp moov mdat");
-}
-
-TEST_F(Clip, MarksCountFromTheFirstFrame) {
-  Mp4Movie movie = VideoMovie(61);
-  movie.markers = {{kStart + 1000 * kMs, "last frame"}, {kStart + 1001 * kMs, "later"}};
-  movie.events = {{kStart + 250 * kMs, "kill", 1, "", 0, ""}};
-  const Bytes file = Write(movie);
-  const Box chpl = Find(file, "moov/udta/chpl");
-  EXPECT_EQ(chpl.U8(8), 1u);
-  EXPECT_EQ(chpl.U64(9), 10'000'000u);
-  EXPECT_EQ(Find(file, "moov/udta/uuid").U32(19), 250u);
 }
 
 }  // namespace

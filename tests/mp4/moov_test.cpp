@@ -214,31 +214,6 @@ TEST(Moov, SoundEntryByteForByte) {
   EXPECT_FALSE(Has(moov, "moov/udta"));
 }
 
-TEST(Moov, EditListsOfSound) {
-  const struct {
-    const char* what;
-    uint64_t cut, delay_ns;
-    const char* elst;
-    uint32_t track_duration, movie_duration;
-  } kCases[] = {
-      // 47 frames of 1024 at 48 kHz are 90240 ticks at 90 kHz
-      {"300 ms late", 0, 300'000'000,
-       "00000000 00000002 00006978 FFFFFFFF 00010000 00016080 00000000 00010000", 117240, 117240},
-      {"300 ms early", 14400, 0, "00000000 00000001 0000F708 00003840 00010000", 63240, 90000},
-  };
-  for (const auto& c : kCases) {
-    Tracks t;
-    Tracks::Fill(t.video_table, 60, 1500);
-    Tracks::Fill(t.sound_table, 47, 1024);
-    t.AddSound(c.cut, c.delay_ns);
-    const Bytes moov = t.Build();
-    EXPECT_EQ(Find(moov, "moov/trak[1]/edts/elst").body, Hex(c.elst)) << c.what;
-    EXPECT_EQ(Find(moov, "moov/trak[1]/tkhd").U32(20), c.track_duration) << c.what;
-    EXPECT_EQ(Find(moov, "moov/trak[1]/mdia/mdhd").U32(16), 47u * 1024) << "never less the cut";
-    EXPECT_EQ(Find(moov, "moov/mvhd").U32(16), c.movie_duration) << c.what;
-  }
-}
-
 TEST(Moov, WebcamStaysWithinTheVideo) {
   const struct {
     const char* what;

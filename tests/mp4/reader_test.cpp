@@ -251,8 +251,8 @@ TEST_F(Reader, SamplesThatShareTheirBytesAreRefused) {
 // Whatever is missing at its end is part of a sample, or of the index.
 TEST_F(Reader, AFileCutAnywhereIsRefused) {
   const Bytes good = Write(FullMovie());
-  for (size_t size = 0; size < good.size(); size += 1 + good.size() / 200) {
-    EXPECT_FALSE(Open({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)}).ok());
+  for (size_t less = 1; less <= good.size(); less += 1 + good.size() / 200) {
+    EXPECT_FALSE(Open({good.begin(), good.end() - static_cast<std::ptrdiff_t>(less)}).ok());
   }
 }
 

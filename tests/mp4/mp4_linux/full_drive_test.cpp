@@ -56,10 +56,7 @@ TEST_F(FullDrive, WhileWritingLeavesNoFile) {
   for (auto& packet : movie.packets) {
     packet.payload = Payload::Copy(test::Slice(50'000, 1, packet.keyframe));
   }
-  const auto filling = std::make_shared<Filling>();
-  static_cast<test::FakeDeferred&>(*filling) = *test::Defer(movie.packets);
-  filling->filler = folder_ / "filler";
-  for (auto& packet : movie.packets) packet.deferred = filling;
+  test::Defer<Filling>(movie.packets)->filler = folder_ / "filler";
   EXPECT_EQ(WriteMp4(folder_ / "clip.mp4", movie),
             Status(StatusCode::DriveFull, "the drive is full"));
   EXPECT_EQ(TempFolder::Names(folder_.path()), std::vector<std::string>{"filler"});
