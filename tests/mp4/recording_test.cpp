@@ -5,6 +5,7 @@
 
 #include "base/files.h"
 #include "mp4/box_io.h"
+#include "mp4/fragment.h"
 #include "mp4/repair.h"
 #include "tests/fakes/counted_heap.h"
 #include "tests/fakes/temp_folder.h"
@@ -123,6 +124,17 @@ TEST_F(Recording, ARepairGivesTheIndexThatTheEndWouldHave) {
   EXPECT_EQ(test::Find(repaired, "moov").start, finished.size());
   Bytes again = repaired;
   EXPECT_EQ(Repair(again), Refused("already finished"));
+}
+
+TEST(Fragment, ATimeMaySpellATag) {
+  Bytes bytes;
+  ByteWriter out(bytes);
+  const uint64_t time = uint64_t{FourCc("trun")} << 32 | FourCc("tfhd");
+  WriteFragmentHead(out, 1, 2, time, std::vector<FragmentSample>{{5, 1024, true}});
+  FragmentHead head;
+  ASSERT_TRUE(ReadFragmentHead(bytes, head));
+  EXPECT_EQ(head.decode_time, time);
+  EXPECT_EQ(head.track_number, 2u);
 }
 
 // By the box, fields as they stand in files: the writer makes only some of these.
