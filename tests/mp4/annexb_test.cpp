@@ -62,25 +62,6 @@ TEST(AnnexB, SplitsAsThePlainWayDoes) {
   }
 }
 
-TEST(AnnexB, UnitsAtTheEdges) {
-  const struct {
-    const char* stream;
-    std::vector<Bytes> units;
-  } kCases[] = {
-      {"", {}},
-      {"0000", {}},
-      {"000001", {}},
-      {"00000001", {}},
-      {"6588", {}},                       // no start code at all
-      {"FFFF 000001 65", {Hex("65")}},    // what stands before the first
-      {"000001 000001 65", {Hex("65")}},  // an empty unit
-      {"000001 65 00000001 41", {Hex("65"), Hex("41")}},
-      {"000001 65 0000000001 41", {Hex("6500"), Hex("41")}},  // only one zero is the code's
-      {"000001 65 0000", {Hex("650000")}},
-  };
-  for (const auto& c : kCases) EXPECT_EQ(Units(Hex(c.stream)), c.units) << c.stream;
-}
-
 TEST(AnnexB, SamplesLeaveOutWhatTheConfigurationHolds) {
   const struct {
     Mp4Codec codec;

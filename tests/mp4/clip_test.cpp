@@ -248,8 +248,7 @@ TEST_F(Clip, SoundTracksThatAreNotHeardAreDropped) {
 
 TEST_F(Clip, WebcamIsLeftOutWithoutAnError) {
   Mp4Movie good = VideoMovie(60);
-  const auto webcam = std::make_shared<Mp4WebcamTrack>(test::Webcam());
-  good.webcam = webcam;
+  good.webcam = std::make_shared<Mp4WebcamTrack>(test::Webcam());
   for (uint32_t i = 0; i < 30; ++i) {
     const bool key = i == 3;
     good.webcam_packets.push_back(
@@ -272,20 +271,28 @@ TEST_F(Clip, WebcamIsLeftOutWithoutAnError) {
   EXPECT_EQ(Find(file, "moov/trak[1]/edts/elst").body,
             Hex("00000000 00000001 00011940 00002328 00010000"));
 
-  Mp4Movie movie = good;
-  movie.webcam_packets[9].dts += 1;
-  EXPECT_FALSE(has_webcam(movie)) << "reordered";
-  movie = good;
-  movie.webcam_packets[3].keyframe = false;
-  EXPECT_FALSE(has_webcam(movie)) << "no keyframe";
-  movie = good;
-  auto broken = std::make_shared<Mp4WebcamTrack>(*webcam);
-  broken->sequence_header.clear();
-  movie.webcam = broken;
-  EXPECT_FALSE(has_webcam(movie)) << "no configuration";
-  movie = good;
-  for (auto& packet : movie.webcam_packets) packet.dts = packet.pts += 5000 * kMs;
-  EXPECT_FALSE(has_webcam(movie)) << "begins after the video's end";
+  const struct {
+    const char* why;
+    void (*spoil)(Mp4Movie& movie);
+  } kCases[] = {
+      {"reordered", [](Mp4Movie& movie) { movie.webcam_packets[9].dts += 1; }},
+      {"no keyframe", [](Mp4Movie& movie) { movie.webcam_packets[3].keyframe = false; }},
+      {"no configuration",
+       [](Mp4Movie& movie) {
+         auto broken = std::make_shared<Mp4WebcamTrack>(*movie.webcam);
+         broken->sequence_header.clear();
+         movie.webcam = broken;
+       }},
+      {"begins after the video's end",
+       [](Mp4Movie& movie) {
+         for (auto& packet : movie.webcam_packets) packet.dts = packet.pts += 5000 * kMs;
+       }},
+  };
+  for (const auto& c : kCases) {
+    Mp4Movie movie = good;
+    c.spoil(movie);
+    EXPECT_FALSE(has_webcam(movie)) << c.why;
+  }
 }
 
 TEST_F(Clip, DeferredPayloadsAreReadWithinTheBudget) {
