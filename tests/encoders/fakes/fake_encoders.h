@@ -36,9 +36,9 @@ class FakeDevice final : public GraphicsDevice {
   uint64_t key_;
 };
 
-class FakeEncoder final : public IVideoEncoder {
+class IdleEncoder final : public IVideoEncoder {
  public:
-  explicit FakeEncoder(EncoderSettings settings) : settings_(std::move(settings)) {}
+  explicit IdleEncoder(EncoderSettings settings) : settings_(std::move(settings)) {}
   Status Submit(const EncoderFrame&) override { return Status::Ok(); }
   CollectResult Collect(EncodedPacket&, Status&) override { return CollectResult::NothingYet; }
   Status Drain() override { return Status::Ok(); }
@@ -83,7 +83,7 @@ class FakeBackend final : public IEncoderBackend {
                 std::unique_ptr<IVideoEncoder>& encoder) override {
     asked.push_back(settings);
     Status status = create(settings);
-    if (status.ok()) encoder = std::make_unique<FakeEncoder>(settings);
+    if (status.ok()) encoder = std::make_unique<IdleEncoder>(settings);
     return status;
   }
 
