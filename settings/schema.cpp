@@ -137,9 +137,11 @@ void ApplySetting(Config& config, std::string_view section, std::string_view key
   schema::TakeLine(config, ToLower(Trim(section)), ToLower(Trim(key)), Trim(value));
 }
 
-void ApplySetting(Config& config, std::string_view name, std::string_view value) {
-  const schema::NameParts parts = schema::SplitName(name);
+bool ApplySetting(Config& config, std::string_view name, std::string_view value) {
+  const std::string lower = ToLower(Trim(name));
+  const schema::NameParts parts = schema::SplitName(lower);
   ApplySetting(config, parts.section, parts.key, value);
+  return IsKnownKey(lower) || schema::FindOldKey(lower) != nullptr;
 }
 
 std::string SettingText(const Config& config, std::string_view name) {

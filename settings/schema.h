@@ -24,8 +24,8 @@ std::vector<std::string> KnownKeys();
 // as it was; so does a key that no version ever had.
 void ApplySetting(Config& config, std::string_view section, std::string_view key,
                   std::string_view value);
-// By the whole name, split at its first dot.
-void ApplySetting(Config& config, std::string_view name, std::string_view value);
+// By the whole name, split at its first dot. False: no version ever had such a key.
+bool ApplySetting(Config& config, std::string_view name, std::string_view value);
 
 // The value as the file has it; empty for a key that the file does not have.
 std::string SettingText(const Config& config, std::string_view name);

@@ -9,8 +9,12 @@ namespace {
 
 TEST(EffectiveSettings, RunOverGameOverUser) {
   EffectiveSettings settings(Config{});
-  settings.SetTarget({{"video.fps", "30"}, {"video.resolution", "720"}, {"no.such", "1"}});
+  settings.SetTarget({{"video.fps", "30"},
+                      {"video.resolution", "720"},
+                      {"capture.maximised_as_game", "any"},  // as older lists have it
+                      {"no.such", "1"}});
   settings.SetSession({{"video.fps", "120"}});
+  EXPECT_EQ(settings.config().capture.maximized_as_game, MaximizedAsGame::Any);
   EXPECT_EQ(settings.config().video.fps, 120U);
   EXPECT_EQ(settings.config().video.resolution, 720U);
 

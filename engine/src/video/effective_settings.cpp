@@ -28,9 +28,7 @@ Config EffectiveSettings::ConfigFor(const SettingOverrides& target) const {
   Config config = base_;
   for (const SettingOverrides* overrides : {&target, &session_}) {
     for (const auto& [key, value] : *overrides) {
-      if (IsKnownKey(key)) {
-        ApplySetting(config, key, value);
-      } else {
+      if (!ApplySetting(config, key, value)) {
         LogWarning("a setting was left out: unknown setting: %s", key.c_str());
       }
     }
