@@ -59,30 +59,16 @@ class FakeObject : public First, public Others... {
   ULONG references_ = 1;
 };
 
-class FakeSurface final
-    : public FakeObject<winrt::IDirect3DSurface, winrt::IDirect3DDxgiInterfaceAccess> {
- public:
-  FakeSurface(FakeCaptureSystem& system, ComPtr<ID3D11Texture2D> texture)
-      : FakeObject(system), texture_(std::move(texture)) {}
-  HRESULT STDMETHODCALLTYPE get_Description(winrt::Direct3DSurfaceDescription*) override {
-    return E_NOTIMPL;
-  }
-  HRESULT STDMETHODCALLTYPE GetInterface(REFIID id, void** out) override {
-    const HRESULT answer = system_.Answer("GetInterface");
-    return FAILED(answer) ? answer : texture_->QueryInterface(id, out);
-  }
-
- private:
-  const ComPtr<ID3D11Texture2D> texture_;
-};
-
 struct Buffer {
   ComPtr<ID3D11Texture2D> texture;
   bool free = true;
 };
 using Buffers = std::vector<Buffer>;
 
-class FakeFrame final : public FakeObject<winrt::IDirect3D11CaptureFrame, winrt::IClosable> {
+// Its own surface as well.
+class FakeFrame final
+    : public FakeObject<winrt::IDirect3D11CaptureFrame, winrt::IClosable, winrt::IDirect3DSurface,
+                        winrt::IDirect3DDxgiInterfaceAccess> {
  public:
   FakeFrame(FakeCaptureSystem& system, size_t pool, std::shared_ptr<Buffers> buffers, size_t buffer,
             winrt::SizeInt32 content, int64_t ticks)
@@ -99,8 +85,16 @@ class FakeFrame final : public FakeObject<winrt::IDirect3D11CaptureFrame, winrt:
   }
   HRESULT STDMETHODCALLTYPE get_Surface(winrt::IDirect3DSurface** out) override {
     if (closed_) system_.Breach("a closed frame was read");
-    *out = new FakeSurface(system_, (*buffers_)[buffer_].texture);
+    AddRef();
+    *out = this;
     return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE get_Description(winrt::Direct3DSurfaceDescription*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE GetInterface(REFIID id, void** out) override {
+    const HRESULT answer = system_.Answer("GetInterface");
+    return FAILED(answer) ? answer : (*buffers_)[buffer_].texture->QueryInterface(id, out);
   }
   HRESULT STDMETHODCALLTYPE get_SystemRelativeTime(winrt::TimeSpan* out) override {
     out->Duration = ticks_;
@@ -312,9 +306,11 @@ class FakeItem final : public FakeObject<winrt::IGraphicsCaptureItem> {
   static constexpr int64_t kToken = 0x1234'5678'9ABC;
 };
 
+// All that the system's doors give.
 class FakeStatics final
     : public FakeObject<winrt::IGraphicsCaptureSessionStatics, winrt::IDirect3DDevice,
-                        winrt::IDirect3D11CaptureFramePoolStatics2> {
+                        winrt::IDirect3D11CaptureFramePoolStatics2,
+                        winrt::IGraphicsCaptureItemInterop> {
  public:
   using FakeObject::FakeObject;
   HRESULT STDMETHODCALLTYPE IsSupported(boolean* out) override {
@@ -332,11 +328,6 @@ class FakeStatics final
     *out = new FakePool(system_, system_.pools.size() - 1);
     return S_OK;
   }
-};
-
-class FakeInterop final : public FakeObject<winrt::IGraphicsCaptureItemInterop> {
- public:
-  using FakeObject::FakeObject;
   HRESULT STDMETHODCALLTYPE CreateForWindow(HWND window, REFIID id, void** out) override {
     system_.window = window;
     return Create("CreateForWindow", id, out);
@@ -358,29 +349,29 @@ class FakeInterop final : public FakeObject<winrt::IGraphicsCaptureItemInterop> 
 
 #pragma GCC diagnostic pop
 
-template <class Object, class Interface>
+template <class Interface>
 HRESULT Give(FakeCaptureSystem& system, const char* call, Interface** out) {
   const HRESULT answer = system.Answer(call);
-  *out = SUCCEEDED(answer) ? new Object(system) : nullptr;
+  *out = SUCCEEDED(answer) ? new FakeStatics(system) : nullptr;
   return answer;
 }
 
 }  // namespace
 
 HRESULT FakeCaptureSystem::SessionStatics(winrt::IGraphicsCaptureSessionStatics** out) {
-  return Give<FakeStatics>(*this, "SessionStatics", out);
+  return Give(*this, "SessionStatics", out);
 }
 HRESULT FakeCaptureSystem::ItemInterop(winrt::IGraphicsCaptureItemInterop** out) {
-  return Give<FakeInterop>(*this, "ItemInterop", out);
+  return Give(*this, "ItemInterop", out);
 }
 HRESULT FakeCaptureSystem::PoolStatics(winrt::IDirect3D11CaptureFramePoolStatics2** out) {
-  return Give<FakeStatics>(*this, "PoolStatics", out);
+  return Give(*this, "PoolStatics", out);
 }
 HRESULT FakeCaptureSystem::WrapDevice(IDXGIDevice* dxgi, IInspectable** out) {
   if (FAILED(dxgi->QueryInterface(IID_PPV_ARGS(&device)))) return E_INVALIDARG;
   device->GetImmediateContext(&context);
   winrt::IDirect3DDevice* wrapped = nullptr;
-  const HRESULT answer = Give<FakeStatics>(*this, "WrapDevice", &wrapped);
+  const HRESULT answer = Give(*this, "WrapDevice", &wrapped);
   *out = wrapped;
   return answer;
 }

@@ -63,40 +63,5 @@ TEST(Taps, EnoughThatNoTexelIsSkipped) {
   }
 }
 
-// The steeper axis decides for both.
-TEST(Taps, FollowTheSteeperAxis) {
-  ConverterSettings settings;
-  settings.input_width = 4096;
-  settings.input_height = 1024;
-  settings.width = 1024;
-  settings.height = 512;
-  Geometry geometry;
-  ASSERT_TRUE(MakeGeometry(settings, geometry).ok());
-  EXPECT_EQ(geometry.target, (PlacedRect{0, 128, 1024, 256}));
-  EXPECT_EQ(geometry.luma_taps, 2U);
-  EXPECT_EQ(geometry.chroma_taps, 4U);
-
-  settings.source_rect = {0, 0, 1024, 512};
-  ASSERT_TRUE(MakeGeometry(settings, geometry).ok());
-  EXPECT_EQ(geometry.target, (PlacedRect{0, 0, 1024, 512}));
-  EXPECT_EQ(geometry.chroma_taps, 1U);
-}
-
-TEST(Tone, CarriesTheShadersRectangle) {
-  Geometry geometry;
-  geometry.input_width = 400;
-  geometry.input_height = 200;
-  geometry.source = {100, 50, 200, 100};
-  geometry.target = {0, 0, 100, 50};
-  const Tone tone = MakeTone(2.5F, 4.0F, DrawnClass::Sdr10Bit, geometry);
-  EXPECT_EQ(tone.uv_origin, (std::array<float, 2>{0.25F, 0.25F}));
-  EXPECT_EQ(tone.uv_scale, (std::array<float, 2>{0.5F, 0.5F}));
-  EXPECT_EQ(tone.footprint, (std::array<float, 2>{0.005F, 0.01F}));
-  EXPECT_EQ(tone.sdr_white, 2.5F);
-  EXPECT_EQ(tone.peak, 4.0F);
-  EXPECT_EQ(tone.knee, 1.0F);
-  EXPECT_EQ(tone.snap, 1023.0F);
-}
-
 }  // namespace
 }  // namespace orventa

@@ -101,22 +101,16 @@ TEST(Twin, GreysAreExact) {
 }
 
 TEST(Twin, ScaledCodes) {
-  const struct {
-    uint32_t in_width, in_height, width, height;
-  } rows[] = {{48, 36, 36, 26},  {64, 36, 32, 18},  {61, 35, 128, 72},  {250, 140, 62, 34},
-              {100, 20, 64, 64}, {20, 100, 64, 64}, {400, 300, 16, 12}, {3, 3, 70, 70},
-              {1, 1, 64, 36},    {1, 90, 30, 40},   {133, 75, 132, 74}, {257, 129, 98, 50}};
-  for (const auto& row : rows) {
-    const auto input = test::NoiseCodes(row.in_width, row.in_height, row.in_width, 3);
-    Hold(Settings(*input, row.width, row.height), input, 0.015);
-  }
-}
-
-TEST(Twin, ScaledCodesAtEverySizeModulo32) {
-  for (uint32_t width = 2; width <= 70; width += 2) {
-    const auto input = test::NoiseCodes(width + width / 3 + 1, 13, width, 1);
-    Hold(Settings(*input, width, 10), input, 0.015);
-  }
+  const auto hold = [](uint32_t in_width, uint32_t in_height, uint32_t width, uint32_t height) {
+    const auto input = test::NoiseCodes(in_width, in_height, in_width, 3);
+    Hold(Settings(*input, width, height), input, 0.015);
+  };
+  const std::array<uint32_t, 4> rows[] = {
+      {48, 36, 36, 26},  {64, 36, 32, 18},  {61, 35, 128, 72},  {250, 140, 62, 34},
+      {100, 20, 64, 64}, {20, 100, 64, 64}, {400, 300, 16, 12}, {3, 3, 70, 70},
+      {1, 1, 64, 36},    {1, 90, 30, 40},   {133, 75, 132, 74}, {257, 129, 98, 50}};
+  for (const auto& row : rows) hold(row[0], row[1], row[2], row[3]);
+  for (uint32_t width = 2; width <= 70; width += 2) hold(width + width / 3 + 1, 13, width, 10);
 }
 
 TEST(Twin, SourceRectangles) {

@@ -103,22 +103,6 @@ TEST_F(PulseTest, AServerThatDiesAndComesBackCostsSilence) {
   EXPECT_EQ(Reasons(*capture), (Words{"start", "lost"}));
 }
 
-TEST_F(PulseTest, AMicrophoneThatIsTakenAwayIsNotReplacedByWhatIsPlayed) {
-  std::unique_ptr<IAudioCapture> capture;
-  ASSERT_TRUE(sources_->MakeMicrophoneCapture("", kRate, capture).ok());
-  Listener listener(*clock_, *capture);
-  const TonePlayer tone(server_, kTone);
-  const TonePlayer voice(server_, kOther, "room");
-  ASSERT_TRUE(listener.Hears(kOther, kLoud));
-  EXPECT_LT(LevelOf(listener.sound(), kTone), kQuiet);
-  server_.Command("unload-module module-remap-source");
-  ASSERT_TRUE(listener.Until([&] { return capture->Trouble() == "not_found"; }));
-  ASSERT_TRUE(listener.IsSilent());
-  server_.Command("load-module module-remap-source source_name=another master=room.monitor");
-  ASSERT_TRUE(listener.Hears(kOther, kLoud));
-  EXPECT_EQ(capture->Trouble(), "");
-}
-
 TEST_F(PulseTest, OneProgramIsHeardWithoutTheOthers) {
   const TonePlayer game(server_, kTone, "", TonePlayer::As::ChildOfShell);
   const TonePlayer other(server_, kOther);

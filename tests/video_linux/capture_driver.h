@@ -62,6 +62,15 @@ class CaptureDriver {
     }
   }
 
+  // Frames that come fresh of what is done now.
+  int FreshOf(const std::function<void()>& what) {
+    Settle();
+    fresh = 0;
+    what();
+    Settle();
+    return fresh;
+  }
+
   bool Take() {
     if (!capture_.TryAcquire(frame)) return false;
     fresh += frame.fresh ? 1 : 0;

@@ -143,11 +143,11 @@ TEST_F(Capture, ShowsOnlyItsOwnDisplay) {
   EXPECT_EQ(driver.frame.width, 640U);
   EXPECT_EQ(PixelOf(driver.frame, 639, 719), kBlue);
 
-  driver.Settle();
-  driver.fresh = 0;
-  painter.Fill(painter.root(), {100, 100, 50, 50}, kGreen);  // on the other display
-  driver.Settle();
-  EXPECT_EQ(driver.fresh, 0);
+  EXPECT_EQ(driver.FreshOf([&] {
+    painter.Fill(painter.root(), {100, 100, 50, 50}, kGreen);
+  }),
+            0)
+      << "on the other display";
 
   ASSERT_EQ(std::system("xrandr --delmonitor right >/dev/null 2>&1"), 0);
   EXPECT_TRUE(driver.Until([&](const CapturedFrame&) { return bench.capture->TargetGone(); }));
@@ -223,10 +223,7 @@ TEST_F(Capture, RepeatsTheLastFrameOfAHiddenWindowUntilItIsBack) {
     painter.Unmap(hidden);
     driver.Settle();
     const uint32_t before = PixelOf(driver.frame, 50, 50);
-    driver.fresh = 0;
-    painter.Fill(painter.root(), {0, 0, 300, 300}, kBorder);
-    driver.Settle();
-    EXPECT_EQ(driver.fresh, 0);
+    EXPECT_EQ(driver.FreshOf([&] { painter.Fill(painter.root(), {0, 0, 300, 300}, kBorder); }), 0);
     EXPECT_EQ(PixelOf(driver.frame, 50, 50), before);
     EXPECT_FALSE(bench.capture->TargetGone());
 
@@ -319,18 +316,12 @@ TEST_F(Capture, DrawsThePointerWhereItIs) {
   EXPECT_EQ(PixelOf(driver.frame, 55, 50), kRed);
   EXPECT_EQ(PixelOf(held, 55, 50), kGreen);
 
-  driver.Settle();
-  driver.fresh = 0;
   painter.SetSquareCursor(window, 16, kBlue);
   ASSERT_TRUE(driver.UntilPixel(115, 115, kBlue));
 
   painter.MovePointer(600, 600);  // away: one frame without it, then none
   ASSERT_TRUE(driver.UntilPixel(100, 100, kRed));
-  driver.Settle();
-  driver.fresh = 0;
-  painter.MovePointer(700, 600);
-  driver.Settle();
-  EXPECT_EQ(driver.fresh, 0);
+  EXPECT_EQ(driver.FreshOf([&] { painter.MovePointer(700, 600); }), 0);
 }
 
 TEST_F(Capture, LeavesThePointerOutWhenToldTo) {
@@ -339,11 +330,7 @@ TEST_F(Capture, LeavesThePointerOutWhenToldTo) {
   painter.MovePointer(50, 50);
   CaptureDriver& driver = bench.Capture({}, false);
   ASSERT_TRUE(driver.UntilPixel(50, 50, kRed));
-  driver.Settle();
-  driver.fresh = 0;
-  painter.MovePointer(60, 60);
-  driver.Settle();
-  EXPECT_EQ(driver.fresh, 0);
+  EXPECT_EQ(driver.FreshOf([&] { painter.MovePointer(60, 60); }), 0);
 }
 
 }  // namespace
