@@ -145,6 +145,22 @@ TEST(EngineSound, DoesNotWaitForSlotsThatAreFarApart) {
   for (size_t i = 1; i < heard.size(); ++i) EXPECT_LE(heard[i].samples.size(), 2U * 4800) << i;
 }
 
+TEST(EngineSound, OfARecordingsNextFileBeginsWithItsPicture) {
+  SoundRig rig;
+  rig.StartOnWindow(2 * kSec);
+  std::string path;
+  ASSERT_TRUE(rig.engine->StartRecording(path).ok());
+  rig.Run(3 * kSec);
+  rig.screen.width = 800;
+  rig.Run(4 * kSec);
+  ASSERT_EQ(rig.drive.files.size(), 2U);
+  const auto first_picture = static_cast<uint64_t>(rig.drive.files[1]->pictures.at(0).pts);
+  const std::vector<uint64_t>& sound = rig.drive.files[1]->sound_pts[0];
+  EXPECT_LE(sound.at(0), first_picture);
+  EXPECT_GT(sound.at(1), first_picture);
+  for (size_t i = 1; i < sound.size(); ++i) ASSERT_EQ((sound[i] - sound[i - 1]) / 1000, 21'333U);
+}
+
 TEST(EngineSound, TellsDevicesAndTrouble) {
   SoundRig rig;
   rig.config.audio.microphone = true;

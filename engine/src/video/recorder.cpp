@@ -122,6 +122,8 @@ void Recorder::TakeVideo(const EncodedPacket& packet) {
 }
 
 void Recorder::Take(size_t track, const EncodedPacket& packet, uint64_t duration_ns) {
+  if (newest_sound_.size() <= track) newest_sound_.resize(track + 1);
+  newest_sound_[track] = {packet, duration_ns};
   if (current_ != nullptr) current_->TakeSound(track, packet, duration_ns);
 }
 
@@ -151,6 +153,10 @@ void Recorder::NoteTarget(const FoundTarget* target) {
 
 void Recorder::PipelineBegins(const Pipeline& pipeline) {
   pipeline_begun_ns_ = clock_.SteadyNs();
+  if (std::vector<Mp4AudioTrack> formats = pipeline.sound->Formats(); formats != sound_formats_) {
+    sound_formats_ = std::move(formats);
+    newest_sound_.clear();
+  }
   uint32_t id = 0;
   {
     const MutexLock lock(mutex_);
@@ -212,6 +218,9 @@ Recorder::Steering Recorder::Open(const Pipeline& pipeline, uint64_t next_pts) {
                  .folder = place.output.folder,
                  .fallback = place.output.fallback});
       });
+  for (size_t track = 0; track < newest_sound_.size(); ++track) {
+    recording->TakeSound(track, newest_sound_[track].packet, newest_sound_[track].duration_ns);
+  }
   {
     const MutexLock lock(mutex_);
     shared_ = recording;

@@ -126,6 +126,15 @@ class Recorder final : public ISoundTap {
   uint32_t finished_count_ ORVENTA_GUARDED_BY(mutex_) = 0;
   std::shared_ptr<const std::vector<FinishedRecording>> finished_ ORVENTA_GUARDED_BY(mutex_);
 
+  // The last packet of each track: a recording that goes on in another file begins in the
+  // middle of those of the pipeline before.
+  struct Sound {
+    EncodedPacket packet;
+    uint64_t duration_ns = 0;
+  };
+  std::vector<Sound> newest_sound_;
+  std::vector<Mp4AudioTrack> sound_formats_;  // of these
+
   std::shared_ptr<ActiveRecording> current_;
   std::optional<uint64_t> stop_asked_ns_;  // of current_
   std::vector<std::shared_ptr<ActiveRecording>> ending_;
