@@ -98,8 +98,10 @@ TEST_F(ControlTool, TellsWhatCameOfARecording) {
   const std::string runs =
       "OK\nnotice_seq=2\nwritten_seq=4\nnotice_warning=0\nnotice=x\nrecording=1\nrecording_path=/"
       "r.mp4\n";
-  const std::string ending = "OK\nnotice_seq=2\nwritten_seq=4\nnotice_warning=0\nrecording=0\n";
-  const std::string saved = "OK\nnotice_seq=3\nwritten_seq=5\nnotice_warning=0\nrecording=0\n";
+  const std::string a_clip_came =
+      "OK\nnotice_seq=3\nwritten_seq=5\nnotice_warning=0\nnotice=Clip saved\nrecording=0\n";
+  const std::string saved =
+      "OK\nnotice_seq=4\nwritten_seq=6\nnotice_warning=0\nnotice=Recording saved\nrecording=0\n";
   const std::string refused =
       "OK\nnotice_seq=3\nwritten_seq=4\nnotice_warning=1\nnotice=Nothing to see.\nrecording=0\n";
   const struct {
@@ -110,7 +112,7 @@ TEST_F(ControlTool, TellsWhatCameOfARecording) {
   } kCases[] = {
       {{idle, idle, wanted, runs}, 0, "recording: /r.mp4\n", ""},
       {{idle, refused}, 1, "", "orventactl: Nothing to see.\n"},
-      {{runs, runs, ending, saved}, 0, "recording saved: /r.mp4\n", ""},
+      {{runs, runs, a_clip_came, saved}, 0, "recording saved: /r.mp4\n", ""},
       {{runs, refused}, 1, "", "orventactl: Nothing to see.\n"},
   };
   for (const auto& row : kCases) {
