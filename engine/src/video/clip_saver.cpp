@@ -5,6 +5,8 @@
 #include <tuple>
 #include <utility>
 
+#include "base/files.h"
+#include "mp4/failures.h"
 #include "mp4/mp4.h"
 #include "settings/output_folders.h"
 #include "video/timeline_marks.h"
@@ -112,9 +114,19 @@ int64_t WallTimeAt(const TimelineNotes& notes, uint64_t pts) {
   return best->unix_time_ms + static_cast<int64_t>((pts - best->pts) / kNsPerMs);
 }
 
+// A system keeps written bytes to itself for half a minute: a power cut in that time would
+// leave the name of a clip that was told as saved, and nothing in it.
+Status CommitToMedium(const std::string& path) {
+  OutputFile file;
+  FileResult result = file.Continue(path);
+  if (result.ok()) result = file.CommitToMedium();
+  return result.ok() ? Status::Ok() : WriteFailure(result);
+}
+
 Status WriteAndMove(const Mp4Movie& movie, const std::string& final_path) {
   UnfinishedFile part(final_path + ".part");
   if (Status status = WriteMp4(part.path(), movie); !status.ok()) return status;
+  if (Status status = CommitToMedium(part.path()); !status.ok()) return status;
   if (const FileResult moved = MoveReplacing(part.path(), final_path); !moved.ok()) {
     return Status(StatusCode::InvalidArgument,
                   "the clip could not be moved into place: " + moved.Text());
