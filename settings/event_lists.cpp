@@ -27,8 +27,8 @@ bool CanStandInFile(std::string_view id) {
          std::string_view("#;[").find(id.front()) == std::string_view::npos;
 }
 
-// A list holds what differs from an event's own default: so a config is the same before
-// and after it has been a file.
+// A list holds what differs from an event's own default, in the order in which it came:
+// a value that is the default again leaves no row.
 template <typename T>
 Taken Put(std::vector<std::pair<std::string, T>>& list, std::string_view id, T value,
           const T& usual) {

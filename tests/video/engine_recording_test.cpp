@@ -280,14 +280,19 @@ TEST(EngineRecording, EndsWhileTheDriveStillHasRoom) {
   EXPECT_EQ(SampleCount(file.substr(file.rfind("moov"))), rig.drive.files[0]->pictures.size());
 }
 
-TEST(EngineRecording, ASlowDriveHoldsThePicturesBackAndLosesNone) {
-  RecordingRig rig;
+// A recording of pictures of a megabyte each, every one of which takes the drive so long.
+void RecordOnto(RecordingRig& rig, uint64_t write_takes_ns) {
   rig.backend.key_payload = rig.backend.delta_payload = Payload::Allocate(1U << 20U);
   rig.config.replay.max_memory_limited = true;
   rig.config.replay.max_memory_mb = 256;
   rig.StartOnWindow(kSec);
-  rig.drive.write_takes_ns = 50 * kMs;
+  rig.drive.write_takes_ns = write_takes_ns;
   rig.StartRecording();
+}
+
+TEST(EngineRecording, ASlowDriveHoldsThePicturesBackAndLosesNone) {
+  RecordingRig rig;
+  RecordOnto(rig, 50 * kMs);
   const size_t before = rig.backend.pts.size();
   rig.Run(2 * kSec);
   ASSERT_EQ(rig.drive.files.size(), 1U);
@@ -311,12 +316,7 @@ TEST(EngineRecording, ASlowDriveHoldsThePicturesBackAndLosesNone) {
 TEST(EngineRecording, ADriveThatNeverAnswersIsGivenUp) {
   RecordingRig rig;
   rig.sources = nullptr;  // the fake encoders do not hold as much sound as waits here
-  rig.backend.key_payload = rig.backend.delta_payload = Payload::Allocate(1U << 20U);
-  rig.config.replay.max_memory_limited = true;
-  rig.config.replay.max_memory_mb = 256;
-  rig.StartOnWindow(kSec);
-  rig.drive.write_takes_ns = 3600 * kSec;
-  rig.StartRecording();
+  RecordOnto(rig, 3600 * kSec);
   rig.Run(25 * kSec);
   EXPECT_FALSE(rig.engine->IsRecording());
   const EngineSnapshot look = rig.Look();
